@@ -1,0 +1,18 @@
+/*
+ * Internal reporting helpers beside the public QlgMisc_report.
+ */
+#ifndef ARDEL_QLGMISC_H
+#define ARDEL_QLGMISC_H
+
+#include <ardel/QlgToolkit.h>
+#include "platform/CxStatus.h"
+
+ARDEL_BEGIN_C
+
+/* Reports a failed platform call at level 5000 with key 0 and the system's
+   own error text; a success status reports nothing. */
+void QlgMisc_reportStatus(CxStatus status);
+
+ARDEL_END_C
+
+#endif
