@@ -1,0 +1,246 @@
+/*
+ * QlgI18Msg: translatable messages.  A message names its text by catalog,
+ * set and key and carries the English default text and typed parameters.
+ * Rendering never fails because of the catalog: a missing catalog, a
+ * missing message or a text that cannot be formatted all end in the default
+ * text.  QlgI18Msg_print is the one place where toolkit text meets the
+ * console, so the console codeset conversion lives here too.
+ */
+#include <ardel/QlgI18Msg.h>
+
+#include <string.h>
+
+#include <ardel/QlgMem.h>
+#include "msg/QlgI18MsgCatalog.h"
+#include "msg/QlgParmList.h"
+#include "msg/QlgPrintf.h"
+#include "nls/QlgCodeset.h"
+
+namespace {
+
+/* Size of the work area through which console output passes; longer text
+   is cut there. */
+const int kPrintArea = 4095;
+
+/* Converters opened at start-up: UTF-8 decodes catalog texts, the console
+   converter encodes what goes to standard output and standard error.  The
+   two spare slots belong to codeset-aware time formatting and are only
+   closed here.  Read-only after start-up. */
+QlgCodeset* s_utf8 = nullptr;
+QlgCodeset* s_console = nullptr;
+QlgCodeset* s_spare[2] = {nullptr, nullptr};
+
+/* The converter for the console's codeset.  The toolkit's internal UTF-8
+   is what the console takes until codeset tables are loaded; the user's
+   locale codeset is then opened here instead. */
+QlgCodeset* openConsoleConverter(void) { return QlgCodeset_open("UTF8"); }
+
+void closeSlot(QlgCodeset** slot) {
+  if (*slot) QlgCodeset_close(*slot);
+  *slot = nullptr;
+}
+
+void addParm(QlgI18Msg* msg, const QlgParm& parm) {
+  if (!msg) return;
+  if (!msg->parms) msg->parms = QlgParmList_create();
+  QlgParmList_add(msg->parms, &parm);
+}
+
+/* Copies text into area (kPrintArea bytes plus terminator), cut at the area. */
+void copyToArea(const char* text, char* area) {
+  size_t n = strlen(text);
+  if (n > static_cast<size_t>(kPrintArea)) n = kPrintArea;
+  memcpy(area, text, n);
+  area[n] = '\0';
+}
+
+/* Length of the UTF-8 sequence that starts with lead (1 for stray bytes, so
+   that invalid input still moves forward). */
+int sequenceLength(unsigned char lead) {
+  if (lead >= 0xF0 && lead <= 0xF7) return 4;
+  if (lead >= 0xE0) return lead <= 0xEF ? 3 : 1;
+  if (lead >= 0xC0) return 2;
+  return 1;
+}
+
+/* Converts text into area character by character, so that the output is
+   cut at the last whole character that fits; a character the console
+   cannot show becomes "?". */
+void convertToArea(QlgCodeset* cs, const char* text, char* area) {
+  int used = 0;
+  const char* p = text;
+  while (*p) {
+    int len = sequenceLength(static_cast<unsigned char>(*p));
+    for (int i = 1; i < len; ++i) {
+      if (!p[i]) {
+        len = i;
+        break;
+      }
+    }
+    char bytes[8];
+    int n = QlgCodeset_fromUtf8(cs, p, len, bytes, sizeof bytes);
+    if (n < 0) {
+      bytes[0] = '?';
+      n = 1;
+    }
+    if (used + n > kPrintArea) break;
+    memcpy(area + used, bytes, n);
+    used += n;
+    p += len;
+  }
+  area[used] = '\0';
+}
+
+}  // namespace
+
+extern "C" {
+
+QlgI18Msg* QlgI18Msg_create(const char* catalog, uint32_t set, uint32_t key, const char* defaultText) {
+  QlgI18Msg* msg = static_cast<QlgI18Msg*>(QlgMem_alloc(sizeof(QlgI18Msg)));
+  if (!msg) return nullptr;
+  memset(msg, 0, sizeof *msg);
+  msg->set = set;
+  msg->key = key;
+  msg->catalog = QlgMem_strdup(catalog);
+  msg->defaultText = QlgMem_strdup(defaultText);
+  if ((catalog && !msg->catalog) || (defaultText && !msg->defaultText)) {
+    QlgI18Msg_free(msg);
+    return nullptr;
+  }
+  return msg;
+}
+
+void QlgI18Msg_free(QlgI18Msg* msg) {
+  if (!msg) return;
+  QlgMem_free(msg->catalog);
+  QlgMem_free(msg->defaultText);
+  QlgParmList_free(msg->parms);
+  QlgMem_free(msg);
+}
+
+QlgI18Msg* QlgI18Msg_copy(const QlgI18Msg* msg) {
+  if (!msg) return nullptr;
+  QlgI18Msg* copy = QlgI18Msg_create(msg->catalog, msg->set, msg->key, msg->defaultText);
+  if (!copy) return nullptr;
+  if (msg->parms) {
+    copy->parms = QlgParmList_copy(msg->parms);
+    if (!copy->parms) {
+      QlgI18Msg_free(copy);
+      return nullptr;
+    }
+  }
+  copy->catalogContext = msg->catalogContext; /* shared, never owned */
+  copy->locale = msg->locale;
+  return copy;
+}
+
+void QlgI18Msg_setSet(QlgI18Msg* msg, uint32_t set) {
+  if (msg) msg->set = set;
+}
+
+void QlgI18Msg_setKey(QlgI18Msg* msg, uint32_t key) {
+  if (msg) msg->key = key;
+}
+
+void QlgI18Msg_setDefaultText(QlgI18Msg* msg, const char* text) {
+  if (!msg) return;
+  QlgMem_free(msg->defaultText);
+  msg->defaultText = QlgMem_strdup(text);
+}
+
+void QlgI18Msg_setCatalog(QlgI18Msg* msg, const char* catalog) {
+  if (!msg) return;
+  QlgMem_free(msg->catalog);
+  msg->catalog = QlgMem_strdup(catalog);
+}
+
+void QlgI18Msg_setLocale(QlgI18Msg* msg, const struct QlgLocale* locale) {
+  if (msg) msg->locale = locale;
+}
+
+void QlgI18Msg_addChar(QlgI18Msg* msg, char v) {
+  QlgParm p;
+  p.kind = QLG_PARM_CHAR;
+  p.value.c = v;
+  addParm(msg, p);
+}
+
+void QlgI18Msg_addInt(QlgI18Msg* msg, int v) {
+  QlgParm p;
+  p.kind = QLG_PARM_INT;
+  p.value.i = v;
+  addParm(msg, p);
+}
+
+void QlgI18Msg_addLong(QlgI18Msg* msg, long v) {
+  QlgParm p;
+  p.kind = QLG_PARM_LONG;
+  p.value.l = v;
+  addParm(msg, p);
+}
+
+void QlgI18Msg_addFloat(QlgI18Msg* msg, float v) {
+  QlgParm p;
+  p.kind = QLG_PARM_FLOAT;
+  p.value.f = v;
+  addParm(msg, p);
+}
+
+void QlgI18Msg_addDouble(QlgI18Msg* msg, double v) {
+  QlgParm p;
+  p.kind = QLG_PARM_DOUBLE;
+  p.value.d = v;
+  addParm(msg, p);
+}
+
+void QlgI18Msg_addUChar(QlgI18Msg* msg, unsigned char v) {
+  QlgParm p;
+  p.kind = QLG_PARM_UCHAR;
+  p.value.uc = v;
+  addParm(msg, p);
+}
+
+void QlgI18Msg_addString(QlgI18Msg* msg, const char* v) {
+  QlgParm p;
+  p.kind = QLG_PARM_STRING;
+  p.value.s = const_cast<char*>(v); /* the list stores its own copy */
+  addParm(msg, p);
+}
+
+char* QlgI18Msg_render(const QlgI18Msg* msg) {
+  if (!msg) return nullptr;
+  char* translated = msg->catalog ? QlgI18Msg_catalogText(msg, s_utf8) : nullptr;
+  const char* text = translated ? translated : msg->defaultText;
+  char* out = text ? QlgPrintf_formatParms(text, msg->parms) : nullptr;
+  QlgMem_free(translated);
+  /* A rejected format or a missing parameter shows the unformatted default. */
+  if (!out) out = QlgMem_strdup(msg->defaultText);
+  return out;
+}
+
+void QlgI18Msg_print(FILE* stream, const char* text) {
+  if (!stream || !text) return;
+  char area[kPrintArea + 1];
+  bool console = stream == stdout || stream == stderr;
+  /* UTF-8 to UTF-8 is a plain copy: skip the per-character walk. */
+  const char* consoleName = s_console ? QlgCodeset_name(s_console) : nullptr;
+  if (console && consoleName && strcmp(consoleName, "UTF8") != 0)
+    convertToArea(s_console, text, area);
+  else
+    copyToArea(text, area);
+  fputs(area, stream);
+}
+
+void QlgI18Msg_startup(void) {
+  if (!s_utf8) s_utf8 = QlgCodeset_open("UTF8");
+  if (!s_console) s_console = openConsoleConverter();
+}
+
+void QlgI18Msg_shutdown(void) {
+  closeSlot(&s_utf8);
+  closeSlot(&s_console);
+  closeSlot(&s_spare[0]);
+  closeSlot(&s_spare[1]);
+}
+
+}  // extern "C"
