@@ -1,0 +1,37 @@
+/*
+ * CxChars: null-safe text helpers.  A null text behaves as the smallest and
+ * shortest text there is: it has length 0, copies to null and sorts before
+ * every other text.  Case-insensitive comparison folds ASCII letters only,
+ * so the result never depends on the process locale.
+ */
+#ifndef ARDEL_CXCHARS_H
+#define ARDEL_CXCHARS_H
+
+#include <stddef.h>
+#include <ardel/export.h>
+
+ARDEL_BEGIN_C
+
+/* New copy (QlgMem_free); null for null or when out of memory. */
+char* CxChars_dup(const char* text);
+/* strcmp order; null sorts before any text, two nulls are equal. */
+int CxChars_compare(const char* a, const char* b);
+/* As CxChars_compare, ignoring the case of ASCII letters. */
+int CxChars_compareNoCase(const char* a, const char* b);
+/* As CxChars_compareNoCase over at most n bytes. */
+int CxChars_compareNoCaseN(const char* a, const char* b, size_t n);
+/* 1 when text begins with prefix, ignoring case; a null prefix never matches. */
+int CxChars_startsWithNoCase(const char* text, const char* prefix);
+/* strlen; 0 for null. */
+size_t CxChars_length(const char* text);
+/* Copies src into dst of size bytes, always terminated when size > 0.
+   1 when the whole text fitted, 0 when it was cut or on a null dst/zero size.
+   A null src copies as "". */
+int CxChars_copy(char* dst, size_t size, const char* src);
+/* Appends src to the text in dst (size bytes in all), always terminated.
+   1 when the whole text fitted, 0 when it was cut or dst holds no terminator. */
+int CxChars_concat(char* dst, size_t size, const char* src);
+
+ARDEL_END_C
+
+#endif
