@@ -40,18 +40,19 @@ void reloadText(QlgObject* formatter, const char* key, char** field) {
   *field = QlgObject_getString(formatter, key, nullptr);
 }
 
-/* Local broken-down time and the zone west of UTC in seconds.  These two
-   are the only clock facts the stamp needs from the runtime library. */
+/* Local broken-down time and the zone west of UTC in seconds: the only
+   clock facts the stamp needs from the runtime library.  The zone is read
+   afresh for every stamp (localtime_r alone would keep the first one), so
+   both answers come from the same rules. */
 void localTime(int64_t seconds, struct tm* out) {
   time_t t = static_cast<time_t>(seconds);
   memset(out, 0, sizeof *out);
+  tzset();
   localtime_r(&t, out);
 }
 
-long zoneSecondsWest(void) {
-  tzset();
-  return timezone;
-}
+/* Valid after localTime. */
+long zoneSecondsWest(void) { return timezone; }
 
 /* Length of text cut to at most max bytes without splitting a UTF-8
    sequence. */

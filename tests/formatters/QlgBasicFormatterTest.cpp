@@ -132,6 +132,15 @@ TEST(QlgBasicFormatterTimeStamp, NegativeTimesCountSecondsTowardsZero) {
   EXPECT_EQ(f.stamp(-1), "1970-01-01 00:00:00.-001+00:00");
 }
 
+TEST(QlgBasicFormatterTimeStamp, AChangedTimeZoneIsPickedUpByTheNextStamp) {
+  ScopedTz tz("UTC0");
+  HandMadeFormatter f;
+  int64_t ms = utcMillis(2009, 3, 14, 15, 9, 26, 535);
+  EXPECT_EQ(f.stamp(ms), "2009-03-14 15:09:26.535+00:00");
+  setenv("TZ", "CET-1", 1);  // no tzset() here: the formatter must notice alone
+  EXPECT_EQ(f.stamp(ms), "2009-03-14 16:09:26.535+01:00");
+}
+
 TEST(QlgBasicFormatterTimeStamp, ADateTimeFormatGivesExactlyTheStrftimeOutput) {
   ScopedTz tz("CET-1CEST,M3.5.0,M10.5.0/3");
   HandMadeFormatter f;
