@@ -12,6 +12,8 @@
 #include <stdint.h>
 #include <ardel/export.h>
 #include <ardel/QlgObject.h>
+#include <ardel/QlgLevel.h>
+#include <ardel/QlgParm.h>
 
 ARDEL_BEGIN_C
 
