@@ -1,0 +1,55 @@
+/*
+ * CxProcess: starting an external program as a child process, waiting for
+ * it, and the facts of the current process.
+ *
+ * A child is started from a program path and an argument vector.  The
+ * vector holds the arguments only, not the program name: the child sees
+ * the program as its first word and then each given argument as one word,
+ * exactly as given.  No shell is involved and nothing is split or quoted,
+ * so an argument holding spaces reaches the child as one word; callers
+ * split words themselves.  The program is not searched for in PATH.
+ * The child gets the caller's environment, current directory and standard
+ * streams, and no other open descriptor.
+ */
+#ifndef ARDEL_CXPROCESS_H
+#define ARDEL_CXPROCESS_H
+
+#include <stdint.h>
+#include <ardel/export.h>
+#include "platform/CxStatus.h"
+
+ARDEL_BEGIN_C
+
+/* A child process handle, owned by the caller after a successful start and
+   released with CxProcess_close.  A zero-filled record is "no process". */
+typedef struct CxProcess {
+  int64_t id;       /* platform handle of the child; 0 when none */
+  int32_t ended;    /* 1 once the child's end has been collected */
+  int32_t exitCode; /* valid when ended */
+} CxProcess;
+
+typedef struct CxExitInfo {
+  int32_t exited;   /* 1 when the process has ended */
+  int32_t exitCode; /* its exit code; 128 + the signal number when a signal ended it */
+  int32_t reserved1; /* always 0 */
+  int32_t reserved2; /* always 0 */
+} CxExitInfo;
+
+/* Starts program with args (a vector ending in null; null means none).
+   'p' 22 for a null handle or a null or empty program; 'p' errno when the
+   program cannot be started, the handle then left empty. */
+CxStatus CxProcess_start(CxProcess* handle, const char* program, char* const args[]);
+/* With waitFlag set, waits until the child ends.  With it clear, only
+   looks: a running child gives success with exited = 0.  The result of an
+   ended child can be asked for again.  'p' 22 for an empty handle. */
+CxStatus CxProcess_wait(CxProcess* handle, CxExitInfo* out, int waitFlag);
+/* Releases the handle and empties it; does not stop the child.  'p' 22 for null. */
+CxStatus CxProcess_close(CxProcess* handle);
+int32_t CxProcess_getpid(void);
+/* Current directory into buf, which holds 260 bytes.  On failure buf is
+   empty; 'p' 22 for a null buffer. */
+CxStatus CxProcess_getcwd(char* buf);
+
+ARDEL_END_C
+
+#endif

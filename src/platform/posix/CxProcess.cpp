@@ -1,0 +1,103 @@
+/*
+ * CxProcess on POSIX: children are started with posix_spawn from the
+ * program path and an argument vector that is passed on exactly as given,
+ * never through a shell, so no text of the caller is ever interpreted.
+ * The toolkit opens its own descriptors close-on-exec, so the child gets
+ * only the standard streams.  An ended child's result is kept in the
+ * handle because the system hands it out only once.
+ */
+#include "platform/CxProcess.h"
+#include "platform/CxFilePath.h"
+
+#include <ardel/QlgMem.h>
+
+#include <errno.h>
+#include <spawn.h>
+#include <string.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace {
+
+CxStatus invalid() { return CxStatus_make('p', EINVAL); }
+
+/* Exit code of a collected wait status; a signal counts as 128 + its
+   number, the convention shells use, so that it is never mistaken for a
+   clean exit. */
+int32_t exitCodeOf(int status) {
+  if (WIFEXITED(status)) return WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+CxStatus CxProcess_start(CxProcess* handle, const char* program, char* const args[]) {
+  if (!handle) return invalid();
+  memset(handle, 0, sizeof *handle);
+  if (!program || !*program) return invalid();
+  size_t n = 0;
+  while (args && args[n]) n++;
+  char** argv = (char**)QlgMem_alloc((n + 2) * sizeof(char*));
+  if (!argv) return CxStatus_make('p', ENOMEM);
+  argv[0] = (char*)program;
+  for (size_t i = 0; i < n; i++) argv[i + 1] = args[i];
+  argv[n + 1] = nullptr;
+  pid_t pid = 0;
+  int rc = posix_spawn(&pid, program, nullptr, nullptr, argv, environ);
+  QlgMem_free(argv);
+  if (rc != 0) return CxStatus_make('p', rc);
+  handle->id = pid;
+  return CxStatus_ok();
+}
+
+CxStatus CxProcess_wait(CxProcess* handle, CxExitInfo* out, int waitFlag) {
+  if (!handle || handle->id <= 0 || !out) return invalid();
+  memset(out, 0, sizeof *out);
+  if (!handle->ended) {
+    int status = 0;
+    pid_t r;
+    do {
+      r = waitpid((pid_t)handle->id, &status, waitFlag ? 0 : WNOHANG);
+    } while (r < 0 && errno == EINTR);
+    if (r < 0) return CxStatus_make('p', errno);
+    if (r == 0) return CxStatus_ok(); /* still running: exited stays 0 */
+    handle->ended = 1;
+    handle->exitCode = exitCodeOf(status);
+  }
+  out->exited = 1;
+  out->exitCode = handle->exitCode;
+  return CxStatus_ok();
+}
+
+CxStatus CxProcess_close(CxProcess* handle) {
+  if (!handle) return invalid();
+  /* Collect a child that has already ended so that it does not linger as a
+     zombie; a running child is left alone. */
+  if (handle->id > 0 && !handle->ended) {
+    int status;
+    while (waitpid((pid_t)handle->id, &status, WNOHANG) < 0 && errno == EINTR) {
+    }
+  }
+  memset(handle, 0, sizeof *handle);
+  return CxStatus_ok();
+}
+
+int32_t CxProcess_getpid(void) { return (int32_t)getpid(); }
+
+CxStatus CxProcess_getcwd(char* buf) {
+  if (!buf) return invalid();
+  if (!getcwd(buf, CX_PATH_MAX)) {
+    int e = errno;
+    buf[0] = '\0';
+    return CxStatus_make('p', e);
+  }
+  return CxStatus_ok();
+}
+
+}  // extern "C"
