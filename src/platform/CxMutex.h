@@ -1,0 +1,59 @@
+/*
+ * CxMutex: the two kinds of lock the toolkit uses.
+ *
+ * The unnamed mutex is the toolkit's process-wide lock: recursive, so the
+ * thread that holds it may take it again (and must release it as often).
+ *
+ * A named mutex is shared by every process that opens the same name, and
+ * the operating system releases it when its holder dies, so a crashed
+ * writer cannot block the others.  Here it is an advisory lock (flock) on
+ * the file <name> in $TMPDIR (else /tmp), created with mode 0666 so that
+ * processes of every user can share it.  Each handle has its own open file
+ * description, so two handles of one process exclude each other as two
+ * processes do; threads sharing one handle are kept apart by an in-process
+ * mutex taken before the file lock.  A named mutex is recursive for its
+ * holding thread, like the unnamed one.  A forked child must open the name
+ * again instead of using an inherited handle.  Lock files live on a local
+ * file system; they are left in place when the mutex is closed.
+ */
+#ifndef ARDEL_CXMUTEX_H
+#define ARDEL_CXMUTEX_H
+
+#include <stdint.h>
+#include <ardel/export.h>
+#include "platform/CxStatus.h"
+
+ARDEL_BEGIN_C
+
+typedef struct CxMutex CxMutex;
+
+/* How long callers wait for a named mutex before giving up on one write. */
+#define CX_MUTEX_WAIT_MS 10000
+/* Status code of a wait that ran out of time (origin 'w'). */
+#define CX_MUTEX_TIMED_OUT 258
+/* Longest name accepted by CxMutex_createNamed: it must fit both a file
+   name (255 bytes) and a system-wide name of 256 with its namespace prefix. */
+#define CX_MUTEX_NAME_MAX 249
+
+/* A new unnamed, unowned recursive mutex in *out ('p' 12 out of memory). */
+CxStatus CxMutex_create(CxMutex** out);
+/* Creates or opens the named mutex; not owned.  The name must be non-empty,
+   at most CX_MUTEX_NAME_MAX bytes and hold no "/" ('p' 22 otherwise). */
+CxStatus CxMutex_createNamed(CxMutex** out, const char* name);
+/* The named mutex of a numeric key: "CX_SEM_KEY_" and the key in
+   lower-case hexadecimal (31821 gives CX_SEM_KEY_7c4d). */
+CxStatus CxMutex_createKeyed(CxMutex** out, int32_t key);
+/* Releases the handle and sets *m to null, also when releasing fails.
+   'p' 22 when m or *m is null. */
+CxStatus CxMutex_close(CxMutex** m);
+/* Waits without time limit. */
+CxStatus CxMutex_lock(CxMutex* m);
+/* Waits at most ms milliseconds; 'w' 258 (CX_MUTEX_TIMED_OUT) when the time
+   ran out, 'p' errno for any other failure. */
+CxStatus CxMutex_lockTimed(CxMutex* m, int32_t ms);
+/* Releases one hold; 'p' 1 when the calling thread does not hold it. */
+CxStatus CxMutex_unlock(CxMutex* m);
+
+ARDEL_END_C
+
+#endif

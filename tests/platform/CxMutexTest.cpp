@@ -1,0 +1,430 @@
+/*
+ * The toolkit's recursive lock and the named mutex shared between
+ * processes.  Cross-process cases fork real children; each child opens the
+ * name itself and reports through its exit code or a pipe.  Every test
+ * works in a private TMPDIR so that no lock file is shared with anything
+ * else on the machine.
+ */
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <errno.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/CxMutex.h"
+#include "platform/PlatformTestSupport.h"
+#include "util/QlgMemTest.h"
+
+using ardeltest::TempDir;
+using ardeltest::writeText;
+
+namespace {
+
+void expectStatus(CxStatus s, char origin, int code) {
+  EXPECT_EQ(s.origin, origin);
+  EXPECT_EQ(s.code, code);
+}
+
+bool isTimedOut(CxStatus s) { return s.origin == 'w' && s.code == CX_MUTEX_TIMED_OUT; }
+
+int64_t monotonicMs() {
+  struct timespec t;
+  clock_gettime(CLOCK_MONOTONIC, &t);
+  return (int64_t)t.tv_sec * 1000 + t.tv_nsec / 1000000;
+}
+
+/* One byte from fd within ms milliseconds, or -1. */
+int readByte(int fd, int ms) {
+  struct pollfd p = {fd, POLLIN, 0};
+  if (poll(&p, 1, ms) != 1) return -1;
+  char c;
+  return read(fd, &c, 1) == 1 ? c : -1;
+}
+
+void sendByte(int fd, char c) { (void)!write(fd, &c, 1); }
+
+int exitCodeOf(pid_t pid) {
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
+}
+
+int openFdCount() {
+  int n = 0;
+  DIR* d = opendir("/proc/self/fd");
+  if (!d) return -1;
+  while (readdir(d)) n++;
+  closedir(d);
+  return n;
+}
+
+class CxMutexTest : public ::testing::Test {
+ protected:
+  TempDir tmp;
+  std::string savedTmpdir;
+  bool hadTmpdir = false;
+
+  void SetUp() override {
+    ASSERT_TRUE(tmp.ok());
+    const char* t = getenv("TMPDIR");
+    hadTmpdir = t != nullptr;
+    if (t) savedTmpdir = t;
+    setenv("TMPDIR", tmp.path().c_str(), 1);
+  }
+  void TearDown() override {
+    if (hadTmpdir) {
+      setenv("TMPDIR", savedTmpdir.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+
+  CxMutex* named(const char* name) {
+    CxMutex* m = nullptr;
+    EXPECT_TRUE(CxStatus_isOk(CxMutex_createNamed(&m, name)));
+    return m;
+  }
+};
+
+/* Child bodies: they return the child's exit code and never touch gtest. */
+int childTimedLock(const char* name, int32_t ms, bool expectLock) {
+  CxMutex* m = nullptr;
+  if (!CxStatus_isOk(CxMutex_createNamed(&m, name))) return 10;
+  int64_t start = monotonicMs();
+  CxStatus s = CxMutex_lockTimed(m, ms);
+  int64_t waited = monotonicMs() - start;
+  int rc;
+  if (expectLock) {
+    rc = CxStatus_isOk(s) ? 0 : 11;
+    if (rc == 0 && !CxStatus_isOk(CxMutex_unlock(m))) rc = 12;
+  } else {
+    rc = !isTimedOut(s) ? 13 : (waited < ms - 10 ? 14 : 0);
+  }
+  CxMutex_close(&m);
+  return rc;
+}
+
+template <typename Body>
+pid_t forkChild(Body body) {
+  fflush(nullptr);
+  pid_t pid = fork();
+  if (pid == 0) _exit(body());
+  return pid;
+}
+
+}  // namespace
+
+/* ---- across processes ---- */
+
+TEST_F(CxMutexTest, ASecondProcessBlocksWhileTheFirstHoldsTheNamedMutex) {
+  CxMutex* m = named("block");
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(m)));
+  int p[2];
+  ASSERT_EQ(pipe(p), 0);
+  pid_t pid = forkChild([&] {
+    close(p[0]);
+    CxMutex* c = nullptr;
+    if (!CxStatus_isOk(CxMutex_createNamed(&c, "block"))) return 10;
+    sendByte(p[1], 'w');
+    if (!CxStatus_isOk(CxMutex_lock(c))) return 11;
+    sendByte(p[1], 'g');
+    CxMutex_unlock(c);
+    CxMutex_close(&c);
+    return 0;
+  });
+  ASSERT_GT(pid, 0);
+  close(p[1]);
+  ASSERT_EQ(readByte(p[0], 5000), 'w');
+  EXPECT_EQ(readByte(p[0], 300), -1) << "the child got the mutex while it was held";
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(m)));
+  EXPECT_EQ(readByte(p[0], 5000), 'g');
+  EXPECT_EQ(exitCodeOf(pid), 0);
+  close(p[0]);
+  CxMutex_close(&m);
+}
+
+TEST_F(CxMutexTest, LockTimedGivesUpAfterItsTimeoutWithW258) {
+  CxMutex* m = named("timed");
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(m)));
+  pid_t pid = forkChild([] { return childTimedLock("timed", 300, false); });
+  EXPECT_EQ(exitCodeOf(pid), 0) << "13: not 'w' 258, 14: gave up early";
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(m)));
+  /* Released, the same short wait succeeds. */
+  pid = forkChild([] { return childTimedLock("timed", 300, true); });
+  EXPECT_EQ(exitCodeOf(pid), 0);
+  CxMutex_close(&m);
+}
+
+TEST_F(CxMutexTest, TheCallersDefaultWaitOutlastsAHoldThatDefeatsAShortOne) {
+  EXPECT_EQ(CX_MUTEX_WAIT_MS, 10000);
+  CxMutex* m = named("default");
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(m)));
+  pid_t shortWaiter = forkChild([] { return childTimedLock("default", 100, false); });
+  pid_t defaultWaiter = forkChild([] { return childTimedLock("default", CX_MUTEX_WAIT_MS, true); });
+  EXPECT_EQ(exitCodeOf(shortWaiter), 0);
+  usleep(200 * 1000);
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(m)));
+  EXPECT_EQ(exitCodeOf(defaultWaiter), 0);
+  CxMutex_close(&m);
+}
+
+TEST_F(CxMutexTest, AHolderKilledWithSigkillReleasesTheNamedMutex) {
+  int p[2];
+  ASSERT_EQ(pipe(p), 0);
+  pid_t pid = forkChild([&] {
+    close(p[0]);
+    CxMutex* c = nullptr;
+    if (!CxStatus_isOk(CxMutex_createNamed(&c, "killed")) || !CxStatus_isOk(CxMutex_lock(c))) return 10;
+    sendByte(p[1], 'h');
+    for (;;) pause();
+  });
+  ASSERT_GT(pid, 0);
+  close(p[1]);
+  ASSERT_EQ(readByte(p[0], 5000), 'h');
+  CxMutex* m = named("killed");
+  EXPECT_TRUE(isTimedOut(CxMutex_lockTimed(m, 100)));
+  ASSERT_EQ(kill(pid, SIGKILL), 0);
+  EXPECT_TRUE(CxStatus_isOk(CxMutex_lockTimed(m, 1000)));
+  EXPECT_EQ(exitCodeOf(pid), 100 + SIGKILL);
+  CxMutex_unlock(m);
+  CxMutex_close(&m);
+  close(p[0]);
+}
+
+/* ---- within one process ---- */
+
+TEST_F(CxMutexTest, TwoHandlesOfOneNameExcludeEachOtherInOneProcess) {
+  CxMutex* a = named("pair");
+  CxMutex* b = named("pair");
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(a)));
+  EXPECT_TRUE(isTimedOut(CxMutex_lockTimed(b, 50)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(a)));
+  EXPECT_TRUE(CxStatus_isOk(CxMutex_lockTimed(b, 50)));
+  /* Closing the other handle must not drop b's lock. */
+  CxMutex_close(&a);
+  CxMutex* c = named("pair");
+  EXPECT_TRUE(isTimedOut(CxMutex_lockTimed(c, 50)));
+  CxMutex_unlock(b);
+  CxMutex_close(&b);
+  CxMutex_close(&c);
+}
+
+namespace {
+struct Shared {
+  CxMutex* m;
+  long counter;
+  int failures;
+};
+
+void* bumpCounter(void* arg) {
+  Shared* s = (Shared*)arg;
+  for (int i = 0; i < 200; i++) {
+    if (!CxStatus_isOk(CxMutex_lock(s->m))) {
+      s->failures++;
+      continue;
+    }
+    long v = s->counter;
+    sched_yield();
+    s->counter = v + 1;
+    CxMutex_unlock(s->m);
+  }
+  return nullptr;
+}
+
+struct Attempt {
+  CxMutex* m;
+  CxStatus result;
+};
+
+void* tryBriefly(void* arg) {
+  Attempt* a = (Attempt*)arg;
+  a->result = CxMutex_lockTimed(a->m, 50);
+  if (CxStatus_isOk(a->result)) CxMutex_unlock(a->m);
+  return nullptr;
+}
+
+/* The outcome of a short lockTimed made by another thread. */
+CxStatus lockFromOtherThread(CxMutex* m) {
+  Attempt a = {m, CxStatus_make('?', -1)};
+  pthread_t t;
+  pthread_create(&t, nullptr, tryBriefly, &a);
+  pthread_join(t, nullptr);
+  return a.result;
+}
+}  // namespace
+
+TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialised) {
+  Shared s = {named("threads"), 0, 0};
+  pthread_t t[4];
+  for (auto& th : t) ASSERT_EQ(pthread_create(&th, nullptr, bumpCounter, &s), 0);
+  for (auto& th : t) pthread_join(th, nullptr);
+  EXPECT_EQ(s.failures, 0);
+  EXPECT_EQ(s.counter, 800);
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(s.m)));
+  EXPECT_TRUE(isTimedOut(lockFromOtherThread(s.m)));
+  CxMutex_unlock(s.m);
+  EXPECT_TRUE(CxStatus_isOk(lockFromOtherThread(s.m)));
+  CxMutex_close(&s.m);
+}
+
+TEST_F(CxMutexTest, TheUnnamedMutexIsRecursiveForItsHolder) {
+  CxMutex* m = nullptr;
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_create(&m)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(m)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lockTimed(m, 0)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(m)));
+  EXPECT_TRUE(isTimedOut(lockFromOtherThread(m))) << "one unlock released two holds";
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(m)));
+  EXPECT_TRUE(CxStatus_isOk(lockFromOtherThread(m)));
+  CxMutex_close(&m);
+}
+
+TEST_F(CxMutexTest, TheNamedMutexIsRecursiveAndKeepsTheFileLockUntilTheLastUnlock) {
+  CxMutex* a = named("recursive");
+  CxMutex* b = named("recursive");
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(a)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_lockTimed(a, 0)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(a)));
+  EXPECT_TRUE(isTimedOut(CxMutex_lockTimed(b, 30)));
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_unlock(a)));
+  EXPECT_TRUE(CxStatus_isOk(CxMutex_lockTimed(b, 30)));
+  CxMutex_unlock(b);
+  CxMutex_close(&a);
+  CxMutex_close(&b);
+}
+
+TEST_F(CxMutexTest, UnlockByAThreadThatDoesNotHoldItFailsAndChangesNothing) {
+  CxMutex* kinds[2] = {nullptr, named("owner")};
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_create(&kinds[0])));
+  for (CxMutex* m : kinds) {
+    expectStatus(CxMutex_unlock(m), 'p', EPERM);
+    ASSERT_TRUE(CxStatus_isOk(CxMutex_lock(m)));
+    /* Another thread's unlock is refused; the hold survives it. */
+    struct Arg {
+      CxMutex* m;
+      CxStatus s;
+    } arg = {m, CxStatus_ok()};
+    pthread_t t;
+    pthread_create(&t, nullptr, [](void* p) -> void* {
+      Arg* a = (Arg*)p;
+      a->s = CxMutex_unlock(a->m);
+      return nullptr;
+    }, &arg);
+    pthread_join(t, nullptr);
+    expectStatus(arg.s, 'p', EPERM);
+    EXPECT_TRUE(isTimedOut(lockFromOtherThread(m)));
+    EXPECT_TRUE(CxStatus_isOk(CxMutex_unlock(m)));
+    CxMutex_close(&m);
+  }
+}
+
+/* ---- names, lock files and arguments ---- */
+
+TEST_F(CxMutexTest, AKeyNamesTheLockFileInLowerCaseHexInTmpdir) {
+  mode_t old = umask(077);
+  CxMutex* m = nullptr;
+  CxStatus s = CxMutex_createKeyed(&m, 31821);
+  umask(old);
+  ASSERT_TRUE(CxStatus_isOk(s));
+  struct stat st;
+  ASSERT_EQ(stat(tmp.file("CX_SEM_KEY_7c4d").c_str(), &st), 0);
+  /* Every user's processes must be able to open it, whatever our umask. */
+  EXPECT_EQ(st.st_mode & 0777, 0666u);
+  CxMutex_close(&m);
+  /* Closing leaves the file for the other processes. */
+  EXPECT_EQ(access(tmp.file("CX_SEM_KEY_7c4d").c_str(), F_OK), 0);
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_createKeyed(&m, -1)));
+  EXPECT_EQ(access(tmp.file("CX_SEM_KEY_ffffffff").c_str(), F_OK), 0);
+  CxMutex_close(&m);
+}
+
+TEST_F(CxMutexTest, AnExistingLockFileOfOursIsWidenedTo0666) {
+  /* A file left narrow (by an older process or by hand) must not keep other
+     users out. */
+  ASSERT_TRUE(writeText(tmp.file("existing"), ""));
+  ASSERT_EQ(chmod(tmp.file("existing").c_str(), 0600), 0);
+  CxMutex* m = named("existing");
+  ASSERT_NE(m, nullptr);
+  struct stat st;
+  ASSERT_EQ(stat(tmp.file("existing").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0666u);
+  CxMutex_close(&m);
+}
+
+TEST_F(CxMutexTest, ASymbolicLinkPlantedAtTheLockPathIsRefused) {
+  std::string victim = tmp.file("victim");
+  ASSERT_TRUE(writeText(victim, "secret"));
+  ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
+  ASSERT_EQ(symlink(victim.c_str(), tmp.file("CX_SEM_KEY_1").c_str()), 0);
+  CxMutex* m = nullptr;
+  CxStatus s = CxMutex_createKeyed(&m, 1);
+  EXPECT_EQ(s.origin, 'p');
+  EXPECT_EQ(s.code, ELOOP);
+  EXPECT_EQ(m, nullptr);
+  struct stat st;
+  ASSERT_EQ(stat(victim.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+}
+
+TEST_F(CxMutexTest, WithoutTmpdirTheLockFileGoesToSlashTmp) {
+  unsetenv("TMPDIR");
+  std::string name = "ardel-test-" + std::to_string(getpid());
+  CxMutex* m = nullptr;
+  ASSERT_TRUE(CxStatus_isOk(CxMutex_createNamed(&m, name.c_str())));
+  std::string path = "/tmp/" + name;
+  EXPECT_EQ(access(path.c_str(), F_OK), 0);
+  CxMutex_close(&m);
+  unlink(path.c_str());
+}
+
+TEST_F(CxMutexTest, BadNamesAndNullArgumentsGiveP22) {
+  CxMutex* m = (CxMutex*)&m;
+  expectStatus(CxMutex_createNamed(&m, nullptr), 'p', 22);
+  EXPECT_EQ(m, nullptr);
+  expectStatus(CxMutex_createNamed(&m, ""), 'p', 22);
+  expectStatus(CxMutex_createNamed(&m, "../escape"), 'p', 22);
+  std::string longest(CX_MUTEX_NAME_MAX, 'n');
+  EXPECT_TRUE(CxStatus_isOk(CxMutex_createNamed(&m, longest.c_str())));
+  CxMutex_close(&m);
+  std::string tooLong(CX_MUTEX_NAME_MAX + 1, 'n');
+  expectStatus(CxMutex_createNamed(&m, tooLong.c_str()), 'p', 22);
+  expectStatus(CxMutex_createNamed(nullptr, "x"), 'p', 22);
+  expectStatus(CxMutex_create(nullptr), 'p', 22);
+  expectStatus(CxMutex_lock(nullptr), 'p', 22);
+  expectStatus(CxMutex_lockTimed(nullptr, 10), 'p', 22);
+  expectStatus(CxMutex_unlock(nullptr), 'p', 22);
+  expectStatus(CxMutex_close(nullptr), 'p', 22);
+  m = nullptr;
+  expectStatus(CxMutex_close(&m), 'p', 22);
+}
+
+TEST_F(CxMutexTest, CloseSetsTheHandleToNull) {
+  CxMutex* m = named("close");
+  ASSERT_NE(m, nullptr);
+  EXPECT_TRUE(CxStatus_isOk(CxMutex_close(&m)));
+  EXPECT_EQ(m, nullptr);
+}
+
+TEST_F(CxMutexTest, OutOfMemoryGivesP12AndLeaksNothing) {
+  int fds = openFdCount();
+  for (int named = 0; named < 2; named++) {
+    CxMutex* m = (CxMutex*)&m;
+    QlgMem_failAt(1);
+    CxStatus s = named ? CxMutex_createNamed(&m, "oom") : CxMutex_create(&m);
+    EXPECT_EQ(QlgMem_failed(), 1);
+    QlgMem_failAt(0);
+    expectStatus(s, 'p', ENOMEM);
+    EXPECT_EQ(m, nullptr);
+  }
+  EXPECT_EQ(openFdCount(), fds);
+}
