@@ -114,13 +114,12 @@ void sleepMs(int64_t ms) {
   }
 }
 
-/* The in-process half; deadline null means no limit. */
+/* The in-process half; deadline null means no limit.  The remaining time
+   is carried over to the realtime clock of pthread_mutex_timedlock, which
+   every C library and thread checker knows (pthread_mutex_clocklock is
+   newer and invisible to ThreadSanitizer). */
 int lockGuard(CxMutex* m, const struct timespec* deadline) {
   if (!deadline) return pthread_mutex_lock(&m->guard);
-#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 30))
-  return pthread_mutex_clocklock(&m->guard, CLOCK_MONOTONIC, deadline);
-#else
-  /* Without a monotonic variant: the same remaining time on the realtime clock. */
   int64_t left = msLeft(deadline);
   struct timespec abs;
   clock_gettime(CLOCK_REALTIME, &abs);
@@ -131,7 +130,6 @@ int lockGuard(CxMutex* m, const struct timespec* deadline) {
     abs.tv_nsec -= 1000000000L;
   }
   return pthread_mutex_timedlock(&m->guard, &abs);
-#endif
 }
 
 /* The cross-process half: 0, ETIMEDOUT, or the errno of flock. */
