@@ -43,7 +43,9 @@ CxStatus CxProcess_start(CxProcess* handle, const char* program, char* const arg
    looks: a running child gives success with exited = 0.  The result of an
    ended child can be asked for again.  'p' 22 for an empty handle. */
 CxStatus CxProcess_wait(CxProcess* handle, CxExitInfo* out, int waitFlag);
-/* Releases the handle and empties it; does not stop the child.  'p' 22 for null. */
+/* Releases the handle and empties it; does not stop the child.  An ended
+   child is collected here; one still running is left to the system, so
+   callers that care wait first.  'p' 22 for null. */
 CxStatus CxProcess_close(CxProcess* handle);
 int32_t CxProcess_getpid(void);
 /* Current directory into buf, which holds 260 bytes.  On failure buf is
