@@ -75,6 +75,13 @@ QlgObjConfig* newConfig(const char* name) {
   return cfg;
 }
 
+/* Whether child would now have n (of nLen bytes) as its parent.  Only a
+   name below n can; the cheap prefix test spares the store lookups. */
+bool movesUnder(const char* child, const char* n, size_t nLen) {
+  if (std::strncmp(child, n, nLen) != 0 || child[nLen] != '.') return false;
+  return parentLength(child) == nLen;
+}
+
 /* Undoes the fallible half of link(). */
 void unlinkPartial(QlgObjConfig* n, QlgObjConfig* p, bool addedToParent, char** copies, int nCopies) {
   for (int i = 0; i < nCopies; ++i) QlgMem_free(copies[i]);
@@ -103,7 +110,7 @@ int link(QlgObjConfig* n) {
   size_t nLen = std::strlen(n->name);
   int moves = 0;
   for (QlgStringGroupEntry* e = QlgStringGroup_first(p->children); e; e = QlgStringGroup_next(e))
-    if (parentLength(e->key) == nLen) ++moves;
+    if (movesUnder(e->key, n->name, nLen)) ++moves;
 
   char** copies = nullptr;
   int made = 0;
@@ -113,7 +120,7 @@ int link(QlgObjConfig* n) {
     ok = copies != nullptr;
   }
   for (QlgStringGroupEntry* e = QlgStringGroup_first(p->children); ok && e; e = QlgStringGroup_next(e)) {
-    if (parentLength(e->key) != nLen) continue;
+    if (!movesUnder(e->key, n->name, nLen)) continue;
     copies[made] = QlgMem_strdup(n->name);
     if (!copies[made]) {
       ok = false;
