@@ -1,0 +1,198 @@
+/*
+ * Component trace records and the exported trace calls.  The eight records
+ * are static and filled once, on first request: the toolkit is started, the
+ * component's logger fetched and its level turned into the cached trcLevel
+ * (4 maximum, 2 middle, 1 minimum, 0 none).  A trace call gates on that
+ * cached level alone, formats into a fixed stack buffer and hands the text
+ * to the toolkit logger as an already finished message.
+ */
+#include <ardel/CLogWrapper.h>
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <ardel/QlgLevel.h>
+#include <ardel/QlgLogger.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+
+#include "frontend/CLogWrapperInt.h"
+
+namespace {
+
+/* The component table; the row is the type number of createWrapper.  The
+   "Sw" row serves the vital-product-data logger and the "Xse" row the
+   signature evaluator; these pairings are fixed. */
+const char* const kLoggerNames[] = {
+    "hw.loggers.trcLogger",      "vpd.loggers.trcLogger",    "common.loggers.trcLogger",
+    "sigeval.loggers.trcLogger", "fscanner.loggers.trcLogger", "plugin.loggers.trcLogger",
+    "use.loggers.trcLogger",     "net.loggers.trcLogger",
+};
+const int kComponents = sizeof(kLoggerNames) / sizeof(kLoggerNames[0]);
+
+CLogWrapper s_records[kComponents];
+int32_t s_filled[kComponents];
+
+/* Room of the formatted text: at most 1,023 characters and the terminator. */
+const size_t kTextSize = 1024;
+
+typedef void (*LogCall)(QlgObject* logger, const char* sourceFile, const char* sourceFunction,
+                        uint32_t sourceLine, const char* format, ...);
+
+bool isXmlSpecial(char c) {
+  return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>';
+}
+
+/* The shape shared by the five trace calls. */
+void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
+          const char* sourceFile, const char* methodName, const char* format, va_list args) {
+  CLOGWRAPPER_ASSERT(w != NULL);
+  if (!w || w->active != 1 || w->trcLevel < gate) return;
+  char* methodText = CLogWrapper_prefixName(prefix, methodName);
+  char text[kTextSize];
+  if (format) {
+    vsnprintf(text, sizeof text, format, args);
+    text[kTextSize - 1] = '\0';
+  } else {
+    text[0] = '\0';
+  }
+  /* The finished text travels as the message format with an empty tagged
+     list, so a "%" in it can never reach for an argument. */
+  log(w->logger, sourceFile, methodText, static_cast<uint32_t>(line), text, 0);
+  QlgMem_free(methodText);
+}
+
+}  // namespace
+
+extern "C" {
+
+void CLogWrapper_assertFailed(const char* expression, const char* file, int line) {
+  fprintf(stderr, "Assertion failed: %s, file %s, line %d\n", expression ? expression : "?",
+          file ? file : "?", line);
+  fflush(stderr);
+}
+
+char* CLogWrapper_escapeXml(const char* s) {
+  if (!s) return nullptr;
+  size_t len = strlen(s);
+  /* Every special character reserves 6 bytes, even those whose entity is
+     shorter; the buffer may be larger than needed, which is intended. */
+  size_t escapedLen = 0;
+  for (const char* p = s; *p; ++p) escapedLen += isXmlSpecial(*p) ? 6 : 1;
+  CLOGWRAPPER_ASSERT(escapedLen >= len);
+  char* out = static_cast<char*>(QlgMem_alloc(escapedLen + 1));
+  if (!out) return nullptr;
+  if (escapedLen == len) {
+    memcpy(out, s, len + 1);
+    return out;
+  }
+  size_t j = 0;
+  for (const char* p = s; *p; ++p) {
+    CLOGWRAPPER_ASSERT(j < escapedLen);
+    const char* entity = nullptr;
+    switch (*p) {
+      case '"': entity = "&quot;"; break;
+      case '&': entity = "&amp;"; break;
+      case '\'': entity = "&apos;"; break;
+      case '<': entity = "&lt;"; break;
+      case '>': entity = "&gt;"; break;
+      default: out[j++] = *p; continue;
+    }
+    size_t n = strlen(entity);
+    memcpy(out + j, entity, n);
+    j += n;
+  }
+  CLOGWRAPPER_ASSERT(j <= escapedLen);
+  out[j] = '\0';
+  return out;
+}
+
+char* CLogWrapper_prefixName(const char* prefix, const char* name) {
+  CLOGWRAPPER_ASSERT(prefix != NULL);
+  if (!prefix) prefix = "";
+  size_t prefixLen = strlen(prefix);
+  size_t nameLen = name ? strlen(name) : 0;
+  char* text = static_cast<char*>(QlgMem_alloc(prefixLen + nameLen + 1));
+  if (!text) return nullptr;
+  memcpy(text, prefix, prefixLen);
+  if (name) memcpy(text + prefixLen, name, nameLen);
+  text[prefixLen + nameLen] = '\0';
+  bool special = false;
+  for (const char* p = text; *p && !special; ++p) special = isXmlSpecial(*p);
+  if (!special) return text;
+  char* escaped = CLogWrapper_escapeXml(text);
+  QlgMem_free(text);
+  return escaped;
+}
+
+void CLogWrapper_init(CLogWrapper* w, const char* loggerName) {
+  if (!w) return;
+  w->logger = nullptr;
+  w->trcLevel = 0;
+  w->active = 0;
+  if (!QlgToolkit_initialize(CLogWrapper_configPath())) return;
+  CLogWrapper_checkTraceFile();
+  QlgObject* logger = QlgObject_create(loggerName, nullptr);
+  if (!logger) return;
+  w->logger = logger;
+  if (QlgLogger_isLoggable(logger, QLG_LEVEL_DEBUG_MAX))
+    w->trcLevel = ARDEL_TRC_MAX;
+  else if (QlgLogger_isLoggable(logger, QLG_LEVEL_DEBUG_MID))
+    w->trcLevel = ARDEL_TRC_MID;
+  else if (QlgLogger_isLoggable(logger, QLG_LEVEL_DEBUG_MIN))
+    w->trcLevel = ARDEL_TRC_MIN;
+  else
+    w->trcLevel = ARDEL_TRC_NONE;
+  /* Active also at level 0: the logger exists, it just wants no trace. */
+  w->active = 1;
+}
+
+CLogWrapper* createWrapper(int type) {
+  if (type < 0 || type >= kComponents) return nullptr;
+  CLogWrapper* w = &s_records[type];
+  if (s_filled[type] == 0) {
+    CLogWrapper_init(w, kLoggerNames[type]);
+    /* Set whatever the outcome: a failed fill is not retried. */
+    s_filled[type] = 1;
+  }
+  return w;
+}
+
+CLogWrapper* getCLogHw(void) { return createWrapper(0); }
+CLogWrapper* getCLogSw(void) { return createWrapper(1); }
+CLogWrapper* getCLogCom(void) { return createWrapper(2); }
+CLogWrapper* getCLogXse(void) { return createWrapper(3); }
+CLogWrapper* getCLogFs(void) { return createWrapper(4); }
+CLogWrapper* getCLogPlugin(void) { return createWrapper(5); }
+CLogWrapper* getCLogUse(void) { return createWrapper(6); }
+CLogWrapper* getCLogNet(void) { return createWrapper(7); }
+
+int istraceActive(CLogWrapper* w, int level) {
+  CLOGWRAPPER_ASSERT(w != NULL);
+  /* Equality, not "at least": unlike the trace calls' gate; intended. */
+  return w && w->trcLevel == level ? 1 : 0;
+}
+
+int getTrcLevel(CLogWrapper* w) {
+  CLOGWRAPPER_ASSERT(w != NULL);
+  return w ? w->trcLevel : 0;
+}
+
+#define CLOGWRAPPER_DEFINE_TRACE(fn, gate, prefix, log)                                  \
+  void fn(CLogWrapper* w, int line, const char* sourceFile, const char* methodName,     \
+          const char* format, ...) {                                                    \
+    va_list args;                                                                       \
+    va_start(args, format);                                                             \
+    emit(w, gate, prefix, log, line, sourceFile, methodName, format, args);             \
+    va_end(args);                                                                       \
+  }
+
+CLOGWRAPPER_DEFINE_TRACE(traceEntry, ARDEL_TRC_MAX, "Entry ", QlgLogger_logMax)
+CLOGWRAPPER_DEFINE_TRACE(traceExit, ARDEL_TRC_MAX, "Exit ", QlgLogger_logMax)
+CLOGWRAPPER_DEFINE_TRACE(traceMAX, ARDEL_TRC_MAX, "", QlgLogger_logMax)
+CLOGWRAPPER_DEFINE_TRACE(traceMID, ARDEL_TRC_MID, "", QlgLogger_logMid)
+CLOGWRAPPER_DEFINE_TRACE(traceMIN, ARDEL_TRC_MIN, "", QlgLogger_logMin)
+
+}  // extern "C"
