@@ -1,0 +1,255 @@
+/*
+ * Configuration discovery: the properties path from a given path, the
+ * TYX_TEST home or the suite's ini file; in-place trimming; and the check
+ * that the trace file named by the properties can be appended to, with its
+ * move to the home directory when it cannot.
+ */
+#include <ardel/CLogWrapper.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObjConfig.h>
+#include <ardel/QlgToolkit.h>
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "frontend/CLogWrapperInt.h"
+#include "support/Recorder.h"
+#include "support/TestSupport.h"
+
+using namespace ardeltest;
+
+namespace {
+
+/* Sets or clears an environment variable for one test and restores it. */
+class EnvVar {
+ public:
+  EnvVar(const char* name, const char* value) : name_(name) {
+    const char* old = std::getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    if (value)
+      setenv(name, value, 1);
+    else
+      unsetenv(name);
+  }
+  ~EnvVar() {
+    if (had_)
+      setenv(name_.c_str(), old_.c_str(), 1);
+    else
+      unsetenv(name_.c_str());
+  }
+
+ private:
+  std::string name_;
+  std::string old_;
+  bool had_ = false;
+};
+
+/* A system root holding tyx/tyx.ini with the given content. */
+std::string iniRoot(const TempDir& dir, const std::string& ini) {
+  std::string root = dir.file("sysroot");
+  mkdir(root.c_str(), 0700);
+  mkdir((root + "/tyx").c_str(), 0700);
+  writeFile(root + "/tyx/tyx.ini", ini);
+  return root;
+}
+
+/* initializeWrapper(NULL) with TYX_TEST unset and the ini under a root of
+   this test's own; the settled path. */
+std::string pathFromIni(const std::string& ini) {
+  TempDir dir;
+  std::string root = iniRoot(dir, ini);
+  EnvVar test("TYX_TEST", nullptr);
+  EnvVar sysroot("systemroot", root.c_str());
+  int len = initializeWrapper(nullptr);
+  std::string path = CLogWrapper_configPath();
+  EXPECT_EQ(len, static_cast<int>(path.size()));
+  return path;
+}
+
+std::string traceFileName() {
+  QlgObjConfig* cfg = QlgLogManager_getLogger("handlers.traceFile");
+  int found = 0;
+  char* v = QlgObject_getProperty(cfg, "fileName", &found);
+  std::string s = found && v ? v : "<none>";
+  QlgMem_free(v);
+  QlgObjConfig_release(cfg);
+  return s;
+}
+
+bool exists(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0;
+}
+
+/* Fills the hw record with a properties file that names traceFile as the
+   trace file; home becomes HOME.  Returns the file name afterwards. */
+std::string checkedName(const TempDir& dir, const std::string& traceFile, const std::string& home) {
+  EnvVar homeVar("HOME", home.c_str());
+  std::string escaped; /* a properties value writes a backslash as two */
+  for (char c : traceFile) escaped += c == '\\' ? std::string("\\\\") : std::string(1, c);
+  std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\n"
+                      "hw.loggers.trcLogger.level=DEBUG_MIN\n"
+                      "handlers.traceFile.fileName=" + escaped + "\n";
+  std::string path = dir.write("TyxTrace.properties", props);
+  initializeWrapper(path.c_str());
+  CLogWrapper* w = getCLogHw();
+  EXPECT_EQ(w->active, 1);
+  return traceFileName();
+}
+
+}  // namespace
+
+TEST(InitializeWrapper, GivenPathIsKeptWithSlashesAndNothingAppended) {
+  EXPECT_EQ(initializeWrapper("C:\\a\\b.properties"), 17);
+  EXPECT_STREQ(CLogWrapper_configPath(), "C:/a/b.properties");
+  EXPECT_EQ(initializeWrapper("/etc/x.properties"), 17);
+  EXPECT_STREQ(CLogWrapper_configPath(), "/etc/x.properties");
+  EXPECT_EQ(initializeWrapper(""), 0);
+  EXPECT_STREQ(CLogWrapper_configPath(), "");
+}
+
+TEST(InitializeWrapper, OverlongGivenPathIsCutAt1024Bytes) {
+  std::string longPath(1500, 'p');
+  EXPECT_EQ(initializeWrapper(longPath.c_str()), 1024);
+  EXPECT_EQ(std::string(CLogWrapper_configPath()), longPath.substr(0, 1024));
+}
+
+TEST(InitializeWrapper, TyxTestHomeWinsOverTheIni) {
+  TempDir dir;
+  std::string root = iniRoot(dir, "TYX_HomeDirectory=/from/ini\n");
+  EnvVar sysroot("systemroot", root.c_str());
+  EnvVar test("TYX_TEST", "D:\\t");
+  EXPECT_EQ(initializeWrapper(nullptr), 31);
+  EXPECT_STREQ(CLogWrapper_configPath(), "D:/t/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, IniValueAndKeyAreTrimmed) {
+  EXPECT_EQ(pathFromIni("[tyx]\n  TYX_HomeDirectory =  E:\\home  \r\n"),
+            "E:/home/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, IniKeyIsCaseSensitive) {
+  EXPECT_EQ(pathFromIni("tyx_homedirectory=E:\\home\n"), "/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, OnlyTheFirstMatchingLineCounts) {
+  EXPECT_EQ(pathFromIni("no equals here\nOther=1\nTYX_HomeDirectory=/first\n"
+                        "TYX_HomeDirectory=/second\n"),
+            "/first/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, IniLineIsSplitAtTheFirstEquals) {
+  EXPECT_EQ(pathFromIni("TYX_HomeDirectory=/a=b\n"), "/a=b/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, MissingIniGivesTheDefaultPathOf27) {
+  TempDir dir;
+  EnvVar test("TYX_TEST", nullptr);
+  EnvVar sysroot("systemroot", dir.path().c_str());
+  EXPECT_EQ(initializeWrapper(nullptr), 27);
+  EXPECT_STREQ(CLogWrapper_configPath(), "/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, IniWithoutTheKeyGivesTheDefaultPath) {
+  EXPECT_EQ(pathFromIni("TYX_Other=/x\n\n"), "/config/TyxTrace.properties");
+}
+
+TEST(InitializeWrapper, SystemRootSpellingIsUsedWhenTheLowerCaseIsUnset) {
+  TempDir dir;
+  std::string root = iniRoot(dir, "TYX_HomeDirectory=/upper\n");
+  EnvVar test("TYX_TEST", nullptr);
+  EnvVar lower("systemroot", nullptr);
+  EnvVar upper("SystemRoot", root.c_str());
+  initializeWrapper(nullptr);
+  EXPECT_STREQ(CLogWrapper_configPath(), "/upper/config/TyxTrace.properties");
+}
+
+TEST(Trim, LeadingAndTrailingWhiteSpaceGoes) {
+  struct { const char* in; const char* out; } cases[] = {
+      {"  a b \t\r\n", "a b"}, {"x", "x"}, {"", ""}, {" \t\n ", ""}, {"\tlead", "lead"},
+      {"trail  ", "trail"}};
+  for (const auto& c : cases) {
+    std::string buf = c.in;
+    CLogWrapper_trim(&buf[0]);
+    EXPECT_STREQ(buf.c_str(), c.out) << '"' << c.in << '"';
+  }
+  CLogWrapper_trim(nullptr);
+}
+
+TEST(TraceFileCheck, WritableNewFileIsProbedAndLeavesNothingBehind) {
+  inChild([] {
+    TempDir dir, home;
+    std::string target = dir.file("new.log");
+    EXPECT_EQ(checkedName(dir, target, home.path()), target);
+    EXPECT_FALSE(exists(target));
+  });
+}
+
+TEST(TraceFileCheck, ExistingWritableFileIsKeptIntact) {
+  inChild([] {
+    TempDir dir, home;
+    std::string target = dir.write("old.log", "earlier lines\n");
+    EXPECT_EQ(checkedName(dir, target, home.path()), target);
+    EXPECT_EQ(readFile(target), "earlier lines\n");
+  });
+}
+
+TEST(TraceFileCheck, UnwritableFileMovesToHomeUnderItsBaseName) {
+  inChild([] {
+    TempDir dir, home;
+    /* A directory where the file should be: the append open fails, also for root. */
+    std::string target = dir.file("trace.log");
+    ASSERT_EQ(mkdir(target.c_str(), 0700), 0);
+    EXPECT_EQ(checkedName(dir, target, home.path()), home.path() + "/trace.log");
+  });
+}
+
+TEST(TraceFileCheck, BackslashSeparatesTheBaseNameToo) {
+  inChild([] {
+    TempDir dir, home;
+    /* "sub" is the directory part; the whole name is a directory of its own
+       (POSIX takes the backslash as a plain character), so the append open
+       fails and the base name after the backslash moves home. */
+    ASSERT_EQ(mkdir(dir.file("sub").c_str(), 0700), 0);
+    std::string name = dir.file("sub\\t.log");
+    ASSERT_EQ(mkdir(name.c_str(), 0700), 0);
+    EXPECT_EQ(checkedName(dir, name, home.path()), home.path() + "\\t.log");
+  });
+}
+
+TEST(TraceFileCheck, MissingDirectoryLeavesTheNameAlone) {
+  inChild([] {
+    TempDir dir, home;
+    std::string target = dir.file("absent/trace.log");
+    EXPECT_EQ(checkedName(dir, target, home.path()), target);
+    EXPECT_FALSE(exists(dir.file("absent")));
+  });
+}
+
+TEST(TraceFileCheck, UnwritableFileWithoutHomeKeepsItsName) {
+  inChild([] {
+    TempDir dir;
+    std::string target = dir.file("trace.log");
+    ASSERT_EQ(mkdir(target.c_str(), 0700), 0);
+    EnvVar noHome("HOME", nullptr);
+    std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\n"
+                        "handlers.traceFile.fileName=" + target + "\n";
+    initializeWrapper(dir.write("TyxTrace.properties", props).c_str());
+    getCLogHw();
+    EXPECT_EQ(traceFileName(), target);
+  });
+}
+
+TEST(TraceFileCheck, NoTraceFileNameSkipsTheCheck) {
+  inChild([] {
+    TempDir dir, home;
+    EnvVar homeVar("HOME", home.path().c_str());
+    initializeWrapper(dir.write("TyxTrace.properties",
+                                "hw.loggers.trcLogger.className=qlg_basiclogger\n").c_str());
+    EXPECT_EQ(getCLogHw()->active, 1);
+    EXPECT_EQ(traceFileName(), "<none>");
+  });
+}
