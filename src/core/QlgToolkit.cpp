@@ -22,6 +22,7 @@
 #include "filters/QlgLevelFilter.h"
 #include "formatters/QlgBasicFormatter.h"
 #include "handlers/QlgConsoleHandler.h"
+#include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxMutex.h"
@@ -66,6 +67,9 @@ const BuiltinClass kBuiltins[] = {
     {QLG_KIND_HANDLER, "qlg_stderrhandler", 0, QlgConsoleHandler_create, QlgConsoleHandler_destroy,
      QlgHandler_propertyChanged, SLOT(QlgStderrHandler_publish), SLOT(QlgConsoleHandler_open),
      SLOT(QlgConsoleHandler_close), nullptr},
+    {QLG_KIND_HANDLER, "qlg_filehandler", 121, QlgFileHandler_create, QlgFileHandler_destroy,
+     QlgFileHandler_propertyChanged, SLOT(QlgFileHandler_publish), SLOT(QlgFileHandler_open),
+     SLOT(QlgFileHandler_close), nullptr},
     {QLG_KIND_FORMATTER, "qlg_basicformatter", 130, nullptr, nullptr,
      QlgBasicFormatter_propertyChanged, SLOT(QlgBasicFormatter_format), nullptr, nullptr, nullptr},
 };

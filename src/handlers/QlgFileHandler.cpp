@@ -1,0 +1,499 @@
+/*
+ * qlg_filehandler: local log files with numbered backups.
+ *
+ * The file is opened lazily by the open slot, which also runs before every
+ * write and owns the two rules that keep the file in shape: a file removed
+ * or moved while open is created anew (its head written again), and a
+ * file that has reached maxFileSize is closed (tail), rolled over and
+ * reopened (head) before the next record goes in.
+ *
+ * Cost per record: the size is tracked from the write counts instead of
+ * being read back from the file (only this handler writes it; several
+ * writing processes need qlg_multiproc_filehandler, which does read it).
+ * The removal rule needs to look at the file system on every record; one
+ * path lookup (CxFile_isDirectory) answers both "is it still there" and
+ * "is it still a file", and unlike a test of the open descriptor it also
+ * notices a file that was renamed away (as log rotation tools do).  So a
+ * record costs one lookup and one write(2), nothing else.
+ */
+#include "handlers/QlgFileHandler.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <ardel/QlgHandler.h>
+#include <ardel/QlgLevel.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgToolkit.h>
+#include "core/QlgMisc.h"
+#include "handlers/QlgHandler.h"
+#include "msg/QlgMsgTable.h"
+#include "platform/CxFile.h"
+#include "platform/CxProcess.h"
+
+namespace {
+
+const int32_t kDefaultMaxFileSize = 1048576;
+const int32_t kPropertyMaxFileSize = 1024; /* when maxFileSize/maxFileBytes cannot be read */
+const int32_t kDefaultMaxFiles = 3;
+const uint32_t kDefaultFilePermission = 0744;
+const uint32_t kDefaultDirPermission = 0771;
+const int32_t kDefaultSemKey = 31821;
+const char* const kDefaultFileName = "default.log";
+
+/* Message keys of catalog qlgmsg, set 1. */
+enum {
+  kMsgEmptyProperty = 4,
+  kMsgNoValue = 30,
+  kMsgTooLong = 31,
+  kMsgBadPath = 32,
+  kMsgNoCodeset = 36,
+  kMsgBadPermission = 74,
+  kMsgBadMaxFiles = 77,
+  kMsgBadMaxFileBytes = 78,
+  kMsgMaxFileBytesUnused = 79,
+};
+
+void reportString(int level, uint32_t key, const char* s) {
+  QlgMisc_report(level, key, QlgMsgTable_text(key), QLG_PARM_STRING, s, 0);
+}
+void reportStrings(int level, uint32_t key, const char* a, const char* b) {
+  QlgMisc_report(level, key, QlgMsgTable_text(key), QLG_PARM_STRING, a, QLG_PARM_STRING, b, 0);
+}
+void reportStringInt(int level, uint32_t key, const char* a, int n) {
+  QlgMisc_report(level, key, QlgMsgTable_text(key), QLG_PARM_STRING, a, QLG_PARM_INT, n, 0);
+}
+
+void reportFailure(CxStatus status) {
+  if (!CxStatus_isOk(status)) QlgMisc_reportStatus(status);
+}
+
+void closeFd(QlgFileHandlerData* data) {
+  if (data->fd >= 0) reportFailure(CxFile_close(&data->fd));
+  data->isOpen = 0;
+}
+
+/* The file's stream of bytes for a formatter text (head, tail or record):
+   converted, written whole, freed.  Returns the bytes written, -1 on failure. */
+int writeText(QlgFileHandlerData* data, char* text) {
+  if (!text) return 0;
+  int len = 0;
+  char* bytes = QlgFileHandler_convert(data, text, &len);
+  int ok = QlgFileHandler_writeAll(data->fd, bytes, len);
+  if (bytes != text) QlgMem_free(bytes);
+  QlgMem_free(text);
+  return ok ? len : -1;
+}
+
+/* Opens the path with the handler's mode and reads its size. */
+int openActive(QlgFileHandlerData* data) {
+  int flags = CX_O_WRONLY | CX_O_CREAT | (data->appending ? CX_O_APPEND : CX_O_TRUNC);
+  CxStatus st = CxFile_openMode(&data->fd, data->path, flags, (int)data->filePermission);
+  if (!CxStatus_isOk(st)) {
+    QlgMisc_reportStatus(st);
+    return 0;
+  }
+  int64_t size = 0;
+  st = CxFile_stat(data->fd, &size);
+  if (!CxStatus_isOk(st)) {
+    QlgMisc_reportStatus(st);
+    closeFd(data);
+    return 0;
+  }
+  data->size = (uint64_t)size;
+  return 1;
+}
+
+bool rolloverDue(const QlgFileHandlerData* data) {
+  return data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize;
+}
+
+/* Closes the file through the class's own close slot, so that each class
+   decides whether a tail is written. */
+void closeThroughSlot(QlgObject* handler) {
+  QlgObjectFn close = handler->cls->slots.handler.close;
+  if (close) close(handler);
+}
+
+/* A configured name never carries a number of its own: a digit right
+   before the last "." (or the end) gets "_" after it.  New string. */
+char* guardTrailingDigit(const char* name) {
+  size_t len = strlen(name);
+  const char* dot = strrchr(name, '.');
+  size_t at = dot ? (size_t)(dot - name) : len;
+  char* out = static_cast<char*>(QlgMem_alloc(len + 2));
+  if (!out) return nullptr;
+  memcpy(out, name, at);
+  size_t k = at;
+  if (at > 0 && name[at - 1] >= '0' && name[at - 1] <= '9') out[k++] = '_';
+  memcpy(out + k, name + at, len - at + 1);
+  return out;
+}
+
+void setFileNameProperty(QlgObject* handler, QlgFileHandlerData* data) {
+  char* value = QlgObject_getString(handler, "fileName", nullptr);
+  if (!value || !*value) {
+    if (data->logInternalErrs)
+      reportStrings(QLG_LEVEL_WARN, kMsgEmptyProperty, "fileName", handler->name);
+    QlgFileHandler_setFileName(kDefaultFileName, data);
+  } else {
+    char* guarded = guardTrailingDigit(value);
+    if (guarded) QlgFileHandler_setFileName(guarded, data);
+    QlgMem_free(guarded);
+  }
+  QlgMem_free(value);
+}
+
+/* filePermission / dirPermission: four octal digits.  An absent property
+   changes nothing (the file stays open); returns 0 then. */
+int setPermission(QlgObject* handler, QlgFileHandlerData* data, const char* key, uint32_t* field) {
+  char* value = QlgObject_getString(handler, key, nullptr);
+  if (!value) return 0;
+  closeThroughSlot(handler);
+  unsigned mode = 0;
+  if (sscanf(value, "%4o", &mode) == 1) {
+    *field = mode;
+  } else if (data->logInternalErrs) {
+    reportStrings(QLG_LEVEL_WARN, kMsgBadPermission, value, handler->name);
+  }
+  QlgMem_free(value);
+  return 1;
+}
+
+void setEncoding(QlgObject* handler, QlgFileHandlerData* data) {
+  QlgCodeset_close(data->converter);
+  data->converter = nullptr;
+  data->convert = 0;
+  char* value = QlgObject_getString(handler, "fileEncoding", nullptr);
+  if (value) {
+    data->converter = QlgCodeset_open(value);
+    if (!data->converter) {
+      if (data->logInternalErrs) reportString(QLG_LEVEL_WARN, kMsgNoCodeset, value);
+    } else {
+      /* Text is UTF-8 already: converting it to UTF-8 would only copy it. */
+      data->convert = strcmp(QlgCodeset_name(data->converter), "UTF8") != 0;
+    }
+  }
+  QlgMem_free(value);
+}
+
+int32_t intOr(QlgObject* handler, const char* key, int32_t fallback) {
+  int found = 0;
+  int32_t v = QlgObject_getInt(handler, key, &found);
+  return found ? v : fallback;
+}
+
+int boolOr(QlgObject* handler, const char* key, int fallback) {
+  int found = 0;
+  int v = QlgObject_getBool(handler, key, &found);
+  return found ? v : fallback;
+}
+
+}  // namespace
+
+extern "C" {
+
+QlgFileHandlerData* QlgFileHandler_data(const QlgObject* obj) {
+  if (!QlgHandler_isHandler(obj) || obj->cls->createData != QlgFileHandler_create) return nullptr;
+  return static_cast<QlgFileHandlerData*>(obj->data);
+}
+
+char* QlgFileHandler_composePath(const char* directory, const char* baseName, int32_t number,
+                                 const char* extension) {
+  if (!baseName) return nullptr;
+  char digits[16] = "";
+  if (number != 0) snprintf(digits, sizeof digits, "%d", (int)number);
+  const char* dir = directory ? directory : "";
+  size_t len = strlen(dir) + 1 + strlen(baseName) + strlen(digits) +
+               (extension ? 1 + strlen(extension) : 0);
+  char* out = static_cast<char*>(QlgMem_alloc(len + 1));
+  if (!out) return nullptr;
+  snprintf(out, len + 1, "%s/%s%s%s%s", dir, baseName, digits, extension ? "." : "",
+           extension ? extension : "");
+  return out;
+}
+
+void QlgFileHandler_setFileName(const char* name, QlgFileHandlerData* data) {
+  if (!data) return;
+  QlgMem_free(data->directory);
+  QlgMem_free(data->baseName);
+  QlgMem_free(data->extension);
+  data->directory = data->baseName = data->extension = nullptr;
+  data->index = 0;
+  bool outOfMemory = false;
+  if (!name) {
+    if (data->logInternalErrs) reportString(QLG_LEVEL_ERROR, kMsgNoValue, "fileName");
+  } else if (strlen(name) > QLG_FILE_NAME_MAX) {
+    if (data->logInternalErrs)
+      reportStringInt(QLG_LEVEL_ERROR, kMsgTooLong, "fileName", QLG_FILE_NAME_MAX);
+  } else {
+    /* Paths are used as given here: a leading "/" is an ordinary absolute
+       path and "/" stays the separator. */
+    char buf[QLG_FILE_NAME_MAX + 1];
+    strcpy(buf, name);
+    char* dot = strrchr(buf, '.');
+    if (dot) {
+      data->extension = QlgMem_strdup(dot + 1);
+      *dot = '\0';
+    }
+    size_t len = strlen(buf);
+    size_t digitsAt = len;
+    while (digitsAt > 0 && buf[digitsAt - 1] >= '0' && buf[digitsAt - 1] <= '9') digitsAt--;
+    if (digitsAt < len) {
+      int n = 0;
+      data->index = sscanf(buf + digitsAt, "%d", &n) == 1 ? n : 0;
+      buf[digitsAt] = '\0';
+    }
+    /* Of the last "\" and the last "/", the one with the longer remainder wins. */
+    char* back = strrchr(buf, '\\');
+    char* slash = strrchr(buf, '/');
+    char* sep = back;
+    if (slash && (!sep || slash < sep)) sep = slash;
+    char cwd[CX_PATH_MAX];
+    if (!sep) {
+      data->baseName = QlgMem_strdup(buf);
+      reportFailure(CxProcess_getcwd(cwd));
+      data->directory = QlgMem_strdup(cwd);
+    } else {
+      /* The base name keeps its separator, so the composed path shows a
+         doubled one (/logs//trace.log): intended. */
+      data->baseName = QlgMem_strdup(sep);
+      *sep = '\0';
+      if (buf[0]) {
+        data->directory = QlgMem_strdup(buf);
+      } else {
+        reportFailure(CxProcess_getcwd(cwd));
+        data->directory = QlgMem_strdup(cwd);
+      }
+    }
+    outOfMemory = !data->directory || !data->baseName || (dot && !data->extension);
+  }
+  QlgMem_free(data->path);
+  data->path = QlgFileHandler_composePath(data->directory, data->baseName, data->index,
+                                          data->extension);
+  if (outOfMemory) {
+    /* A path built from a lost part would name the wrong file. */
+    QlgMem_free(data->path);
+    data->path = nullptr;
+  }
+  if (!data->path || !CxFilePath_set(&data->pathRecord, data->path)) {
+    data->pathRecord.text[0] = '\0';
+    data->pathRecord.length = 0;
+  }
+}
+
+void* QlgFileHandler_create(void) {
+  QlgFileHandlerData* data =
+      static_cast<QlgFileHandlerData*>(QlgMem_alloc(sizeof(QlgFileHandlerData)));
+  if (!data) return nullptr;
+  memset(data, 0, sizeof *data);
+  data->fd = -1;
+  data->maxFileSize = kDefaultMaxFileSize;
+  data->maxFiles = kDefaultMaxFiles;
+  data->filePermission = kDefaultFilePermission;
+  data->dirPermission = kDefaultDirPermission;
+  data->appending = 1;
+  data->semKey = kDefaultSemKey;
+  data->logInternalErrs = 1;
+  data->pathRecord.lastSep = -1;
+  QlgFileHandler_setFileName(kDefaultFileName, data);
+  if (!data->path) {
+    QlgFileHandler_destroy(data);
+    return nullptr;
+  }
+  return data;
+}
+
+void QlgFileHandler_destroy(void* raw) {
+  QlgFileHandlerData* data = static_cast<QlgFileHandlerData*>(raw);
+  if (!data) return;
+  closeFd(data);
+  QlgMem_free(data->path);
+  QlgMem_free(data->directory);
+  QlgMem_free(data->baseName);
+  QlgMem_free(data->extension);
+  QlgCodeset_close(data->converter);
+  /* The cross-process lock is deliberately left alone: its handle lives
+     until the process ends. */
+  QlgMem_free(data);
+}
+
+void QlgFileHandler_propertyChanged(QlgObject* handler, const char* key) {
+  QlgFileHandlerData* data = QlgFileHandler_data(handler);
+  if (!data || !key) {
+    QlgHandler_propertyChanged(handler, key);
+    return;
+  }
+  if (strcmp(key, "logInternalErrs") == 0) {
+    /* Intended: the flag follows `appending`, not its own value, so a
+       configuration that turns appending off also silences these reports. */
+    data->logInternalErrs = (unsigned char)boolOr(handler, "appending", 1);
+    return;
+  }
+  if (strcmp(key, "filePermission") == 0) {
+    setPermission(handler, data, key, &data->filePermission);
+    return;
+  }
+  if (strcmp(key, "dirPermission") == 0) {
+    setPermission(handler, data, key, &data->dirPermission);
+    return;
+  }
+  closeThroughSlot(handler);
+  if (strcmp(key, "maxFileSize") == 0) {
+    data->maxFileSize = intOr(handler, key, kPropertyMaxFileSize);
+  } else if (strcmp(key, "maxFileBytes") == 0) {
+    int32_t v = intOr(handler, key, kPropertyMaxFileSize);
+    if (v < 1) {
+      if (data->logInternalErrs)
+        reportStringInt(QLG_LEVEL_WARN, kMsgBadMaxFileBytes, handler->name, (int)v);
+      v = kPropertyMaxFileSize;
+    } else if (data->maxFiles == 1 && data->logInternalErrs) {
+      reportString(QLG_LEVEL_WARN, kMsgMaxFileBytesUnused, handler->name);
+    }
+    data->maxFileSize = v;
+  } else if (strcmp(key, "maxFiles") == 0) {
+    int32_t v = intOr(handler, key, kDefaultMaxFiles);
+    if (v < 1) {
+      if (data->logInternalErrs)
+        reportStringInt(QLG_LEVEL_WARN, kMsgBadMaxFiles, handler->name, (int)v);
+      v = kDefaultMaxFiles;
+    }
+    data->maxFiles = v;
+  } else if (strcmp(key, "fileName") == 0) {
+    setFileNameProperty(handler, data);
+  } else if (strcmp(key, "appending") == 0) {
+    data->appending = (unsigned char)boolOr(handler, key, 1);
+  } else if (strcmp(key, "fileEncoding") == 0) {
+    setEncoding(handler, data);
+  } else if (strcmp(key, "MPFileSemKey") == 0) {
+    data->semKey = QlgObject_getInt(handler, key, nullptr);
+  } else {
+    QlgHandler_propertyChanged(handler, key);
+  }
+}
+
+void QlgFileHandler_makeDirectory(QlgFileHandlerData* data) {
+  if (!data) return;
+  CxFilePath dir;
+  int rc = data->directory && CxFilePath_set(&dir, data->directory)
+               ? CxFile_makeDirs(&dir, (int)data->dirPermission)
+               : EINVAL;
+  if (rc != 0 && data->logInternalErrs)
+    reportStrings(QLG_LEVEL_ERROR, kMsgBadPath, "fileName",
+                  data->directory ? data->directory : "NULL");
+}
+
+char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, int* len) {
+  size_t n = strlen(text);
+  *len = (int)n;
+  if (!data->convert || n > (size_t)(1 << 26)) return text;
+  /* Four bytes per input byte covers every multi-byte codeset. */
+  int room = (int)n * 4 + 4;
+  char* out = static_cast<char*>(QlgMem_alloc((size_t)room + 1));
+  if (!out) return text;
+  int w = QlgCodeset_fromUtf8(data->converter, text, (int)n, out, room);
+  if (w < 0) {
+    QlgMem_free(out);
+    return text;
+  }
+  out[w] = '\0';
+  *len = w;
+  return out;
+}
+
+int QlgFileHandler_writeAll(int fd, const char* bytes, int len) {
+  int count = -1;
+  errno = 0;
+  CxStatus st = CxFile_write(fd, bytes, (size_t)len, &count);
+  if (!CxStatus_isOk(st)) {
+    QlgMisc_reportStatus(st);
+    return 0;
+  }
+  if (count != len) {
+    /* A short write means the device refused the rest (a full disk or a
+       file size limit); report why, as the failing call left it. */
+    QlgMisc_reportStatus(CxStatus_make('p', errno ? errno : ENOSPC));
+    return 0;
+  }
+  return 1;
+}
+
+void QlgFileHandler_rollover(QlgFileHandlerData* data) {
+  if (!data || data->maxFiles < 2) return;
+  int32_t n = data->maxFiles - 1;
+  char* oldest = QlgFileHandler_composePath(data->directory, data->baseName, n, data->extension);
+  if (oldest) {
+    CxStatus st = CxFile_delete(oldest);
+    if (!CxStatus_isOk(st) && st.code != ENOENT) QlgMisc_reportStatus(st);
+    QlgMem_free(oldest);
+  }
+  for (int32_t i = n - 1; i >= 0; i--) {
+    char* from = QlgFileHandler_composePath(data->directory, data->baseName, i, data->extension);
+    char* to = QlgFileHandler_composePath(data->directory, data->baseName, i + 1, data->extension);
+    if (from && to) {
+      CxStatus st = CxFile_rename(from, to);
+      if (!CxStatus_isOk(st) && st.code != ENOENT) QlgMisc_reportStatus(st);
+    }
+    QlgMem_free(from);
+    QlgMem_free(to);
+  }
+}
+
+void QlgFileHandler_open(QlgObject* handler) {
+  QlgFileHandlerData* data = QlgFileHandler_data(handler);
+  if (!data || !data->path) return;
+  if (data->isOpen) {
+    /* 20: the path names something that is not a directory, i.e. our file. */
+    if (CxFile_isDirectory(&data->pathRecord) == ENOTDIR) {
+      if (!rolloverDue(data)) return;
+      QlgFileHandler_close(handler);
+      QlgFileHandler_rollover(data);
+      data->size = 0;
+    } else {
+      /* Removed or moved away: start a new file, head included. */
+      closeFd(data);
+    }
+  }
+  if (data->fd >= 0) closeFd(data);
+  QlgFileHandler_makeDirectory(data);
+  if (!openActive(data)) return;
+  if (rolloverDue(data)) {
+    data->isOpen = 1;
+    QlgFileHandler_close(handler);
+    QlgFileHandler_rollover(data);
+    if (!openActive(data)) return;
+  }
+  int written = writeText(data, QlgHandler_getHead(handler));
+  if (written < 0) {
+    closeFd(data);
+    return;
+  }
+  data->size += (uint64_t)written;
+  data->isOpen = 1;
+}
+
+void QlgFileHandler_close(QlgObject* handler) {
+  QlgFileHandlerData* data = QlgFileHandler_data(handler);
+  if (!data || !data->isOpen) return;
+  int written = writeText(data, QlgHandler_getTail(handler));
+  if (written > 0) data->size += (uint64_t)written;
+  closeFd(data);
+}
+
+void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
+  if (!handler || !event || !handler->logging) return;
+  QlgFileHandlerData* data = QlgFileHandler_data(handler);
+  if (!data) return;
+  QlgFileHandler_open(handler);
+  char* text = QlgHandler_format(handler, event);
+  if (text && data->isOpen) {
+    int written = writeText(data, text);
+    if (written > 0) data->size += (uint64_t)written;
+  } else {
+    QlgMem_free(text);
+  }
+  QlgObject_forwardToListeners(handler, event);
+}
+
+}  // extern "C"

@@ -1,0 +1,93 @@
+/*
+ * qlg_filehandler: writes formatted events to a local log file and keeps a
+ * fixed number of numbered backups by size-based rollover.  The active
+ * file is <directory>/<baseName>.<extension>; backup k is
+ * <directory>/<baseName>k.<extension>.  Before every write the handler makes
+ * sure its file is open, recreates it when it has been removed, and rolls
+ * over once the file has reached maxFileSize, so a file exceeds the limit
+ * by at most one record.
+ *
+ * The instance record, the create, destroy and propertyChanged slots and
+ * the small file helpers below are shared with qlg_multiproc_filehandler,
+ * which replaces only publish, open and close.
+ */
+#ifndef ARDEL_QLGFILEHANDLER_H
+#define ARDEL_QLGFILEHANDLER_H
+
+#include <stdint.h>
+#include <ardel/export.h>
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgObject.h>
+#include "nls/QlgCodeset.h"
+#include "platform/CxFilePath.h"
+#include "platform/CxMutex.h"
+
+ARDEL_BEGIN_C
+
+/* Longest accepted fileName value, in characters. */
+#define QLG_FILE_NAME_MAX 260
+
+typedef struct QlgFileHandlerData {
+  int fd;                     /* the active log file, -1 when closed */
+  unsigned char isOpen;       /* 1 once open, head written (single-process) */
+  uint64_t size;              /* bytes in the active file, tracked across writes */
+  int32_t maxFileSize;        /* rollover threshold in bytes */
+  int32_t maxFiles;           /* active file plus maxFiles - 1 backups */
+  char* path;                 /* full name of the active file, null when unusable */
+  char* directory;
+  char* baseName;             /* keeps its leading separator when the name had one */
+  char* extension;            /* null when the name had no "." */
+  int32_t index;              /* number that ended the configured base name */
+  QlgCodeset* converter;      /* from fileEncoding; null writes UTF-8 */
+  unsigned char convert;      /* 1 when converter is not the identity (UTF-8) */
+  uint32_t filePermission;    /* mode of a newly created log file */
+  uint32_t dirPermission;     /* mode of newly created directories */
+  unsigned char appending;    /* append to, or truncate, an existing file on open */
+  int32_t semKey;             /* MPFileSemKey: key of the cross-process lock */
+  CxMutex* lock;              /* cross-process lock (multi-process handler only) */
+  unsigned char lockCreated;
+  unsigned char logInternalErrs;
+  CxFilePath pathRecord;      /* path as a record, kept for the per-record existence test */
+} QlgFileHandlerData;
+
+/* createData slot: a record with the defaults, its path composed from
+   "default.log" in the current directory; null when memory runs out. */
+void* QlgFileHandler_create(void);
+/* destroyData slot: closes a file left open (no tail: the handler is
+   gone), frees the strings and the converter.  The cross-process lock
+   lives until the process ends. */
+void QlgFileHandler_destroy(void* data);
+/* propertyChanged slot of both file handler classes. */
+void QlgFileHandler_propertyChanged(QlgObject* handler, const char* key);
+/* Handler slots of qlg_filehandler. */
+void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event);
+void QlgFileHandler_open(QlgObject* handler);
+void QlgFileHandler_close(QlgObject* handler);
+
+/* Splits name into directory, base name, trailing number and extension and
+   composes the active path from them; a rejected name leaves path null. */
+void QlgFileHandler_setFileName(const char* name, QlgFileHandlerData* data);
+/* directory "/" baseName [number unless 0] ["." extension]; null when
+   baseName is null or memory runs out.  New string. */
+char* QlgFileHandler_composePath(const char* directory, const char* baseName, int32_t number,
+                                 const char* extension);
+/* Renames backups up by one (dropping the oldest) and the active file to
+   backup 1.  Run with the file closed. */
+void QlgFileHandler_rollover(QlgFileHandlerData* data);
+
+/* Helpers shared with the multi-process handler. */
+
+/* The handler's record when obj is a handler whose class uses the file
+   handler's create slot; null otherwise. */
+QlgFileHandlerData* QlgFileHandler_data(const QlgObject* obj);
+/* Creates the directory chain; QLGFH0032E when that fails (when enabled). */
+void QlgFileHandler_makeDirectory(QlgFileHandlerData* data);
+/* text in the file's codeset.  Returns text itself when no conversion is
+   needed (or possible), else a new string; *len receives its byte count. */
+char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, int* len);
+/* Writes len bytes; reports and returns 0 on a failed or short write. */
+int QlgFileHandler_writeAll(int fd, const char* bytes, int len);
+
+ARDEL_END_C
+
+#endif

@@ -1,0 +1,468 @@
+/*
+ * qlg_filehandler: how a configured name becomes a path, the properties and
+ * their checks, head/record/tail placement, size-based rollover, recreation
+ * of a removed file, and recovery from file-system faults (a directory that
+ * cannot be made, a path that cannot be opened, a full device).
+ */
+#include <gtest/gtest.h>
+
+#include <errno.h>
+#include <signal.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgHandler.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "handlers/QlgFileHandler.h"
+#include "support/Recorder.h"
+#include "support/TestSupport.h"
+#include "util/QlgMemTest.h"
+
+namespace {
+
+using ardeltest::CaptureFd;
+using ardeltest::readFile;
+using ardeltest::TempDir;
+using Props = std::vector<std::pair<std::string, std::string>>;
+
+char* headText(QlgObject*) { return QlgMem_strdup("HEAD\n"); }
+char* tailText(QlgObject*) { return QlgMem_strdup("TAIL\n"); }
+char* bareMessage(QlgObject*, QlgEvent* event) {
+  std::string text = std::string(event->message->defaultText) + "\n";
+  return QlgMem_strdup(text.c_str());
+}
+
+bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+std::string cwd() {
+  char buf[4096];
+  return getcwd(buf, sizeof buf) ? buf : "";
+}
+
+class FileHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    QlgClass_registerFormatter("test_fh_bare", nullptr, nullptr, nullptr, nullptr, bareMessage,
+                               nullptr, nullptr, nullptr);
+    QlgClass_registerFormatter("test_fh_headtail", nullptr, nullptr, nullptr, nullptr,
+                               bareMessage, headText, tailText, nullptr);
+    ardeltest::registerRecorder();
+    static int serial = 0;
+    prefix_ = "test.fh" + std::to_string(++serial) + ".";
+  }
+  void TearDown() override {
+    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
+  }
+
+  QlgObject* make(const std::string& name, const char* cls) {
+    QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
+    EXPECT_NE(obj, nullptr) << name;
+    if (obj) objects_.push_back(obj);
+    return obj;
+  }
+  /* A file handler with a bare (or head/tail) formatter and the given properties, in order. */
+  QlgObject* handler(const Props& props, bool headTail = false, const char* cls = "qlg_filehandler") {
+    QlgObject* h = make("h" + std::to_string(objects_.size()), cls);
+    QlgObject* f = make("f" + std::to_string(objects_.size()),
+                        headTail ? "test_fh_headtail" : "test_fh_bare");
+    QlgHandler_setFormatter(h, f);
+    for (const auto& p : props) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
+    return h;
+  }
+  static QlgFileHandlerData* data(QlgObject* h) { return QlgFileHandler_data(h); }
+  static void log(QlgObject* h, const std::string& text) {
+    QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
+    ASSERT_NE(e, nullptr);
+    h->cls->slots.handler.publish(h, e);
+    QlgEvent_free(e);
+  }
+  static void close(QlgObject* h) { h->cls->slots.handler.close(h); }
+
+  TempDir dir_;
+  std::string prefix_;
+  std::vector<QlgObject*> objects_;
+};
+
+/* ---- names and paths ---- */
+
+TEST(FileHandlerPath, ComposedPathIsDirectorySlashBaseNumberDotExtension) {
+  auto compose = [](const char* d, const char* b, int n, const char* x) {
+    char* p = QlgFileHandler_composePath(d, b, n, x);
+    std::string s = p ? p : "(null)";
+    QlgMem_free(p);
+    return s;
+  };
+  EXPECT_EQ(compose("/logs", "/trace", 2, "log"), "/logs//trace2.log");
+  EXPECT_EQ(compose("/logs", "trace", 0, "log"), "/logs/trace.log");
+  EXPECT_EQ(compose("/logs", "trace", 0, nullptr), "/logs/trace");
+  EXPECT_EQ(compose("/logs", "trace", 12, nullptr), "/logs/trace12");
+  EXPECT_EQ(compose("/logs", nullptr, 1, "log"), "(null)");
+}
+
+TEST(FileHandlerPath, NameIsSplitIntoDirectoryBaseNumberAndExtension) {
+  QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
+  ASSERT_NE(d, nullptr);
+  QlgFileHandler_setFileName("/logs/x.log", d);
+  EXPECT_STREQ(d->directory, "/logs");
+  EXPECT_STREQ(d->baseName, "/x");
+  EXPECT_STREQ(d->extension, "log");
+  EXPECT_STREQ(d->path, "/logs//x.log");
+
+  QlgFileHandler_setFileName("var/log/trace12.txt", d);
+  EXPECT_EQ(d->index, 12);
+  EXPECT_STREQ(d->baseName, "/trace");
+  EXPECT_STREQ(d->directory, "var/log");
+  EXPECT_STREQ(d->path, "var/log//trace12.txt");
+
+  QlgFileHandler_setFileName("plain", d);
+  EXPECT_EQ(d->extension, nullptr);
+  EXPECT_STREQ(d->baseName, "plain");
+  EXPECT_EQ(std::string(d->path), cwd() + "/plain");
+
+  QlgFileHandler_setFileName("/top.log", d);
+  EXPECT_EQ(std::string(d->path), cwd() + "//top.log") << "an empty directory part means the working directory";
+  QlgFileHandler_destroy(d);
+}
+
+TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
+  QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
+  ASSERT_NE(d, nullptr);
+  CaptureFd err(2);
+  QlgFileHandler_setFileName(nullptr, d);
+  EXPECT_EQ(d->path, nullptr);
+  QlgFileHandler_setFileName(std::string(261, 'a').c_str(), d);
+  EXPECT_EQ(d->path, nullptr);
+  QlgFileHandler_setFileName(std::string(260, 'a').c_str(), d);
+  EXPECT_NE(d->path, nullptr) << "260 characters are still accepted";
+  d->logInternalErrs = 0;
+  QlgFileHandler_setFileName(nullptr, d);
+  std::string text = err.text();
+  EXPECT_NE(text.find("QLGBC0030E A value must be specified for the property 'fileName'"), std::string::npos) << text;
+  EXPECT_NE(text.find("QLGBC0031E Property 'fileName' must be 260 characters or less."), std::string::npos) << text;
+  EXPECT_EQ(text.find("QLGBC0030E"), text.rfind("QLGBC0030E")) << "silenced when logInternalErrs is off";
+  QlgFileHandler_destroy(d);
+}
+
+TEST_F(FileHandlerTest, ConfiguredNameEndingInADigitGetsAnUnderscore) {
+  QlgObject* a = handler({{"fileName", dir_.file("trace3.log")}});
+  EXPECT_EQ(std::string(data(a)->path), dir_.path() + "//trace3_.log");
+  QlgObject* b = handler({{"fileName", dir_.path() + "/123"}});
+  EXPECT_EQ(std::string(data(b)->path), dir_.path() + "//123_");
+  QlgObject* c = handler({{"fileName", dir_.path() + "/log2.x.txt"}});
+  EXPECT_EQ(std::string(data(c)->path), dir_.path() + "//log2.x.txt") << "only the digit before the last dot counts";
+}
+
+TEST_F(FileHandlerTest, EmptyFileNameIsReportedAndFallsBackToDefaultLog) {
+  CaptureFd err(2);
+  QlgObject* h = handler({{"fileName", ""}});
+  EXPECT_EQ(std::string(data(h)->path), cwd() + "/default.log");
+  EXPECT_NE(err.text().find("QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h0'"),
+            std::string::npos);
+}
+
+/* ---- properties ---- */
+
+TEST_F(FileHandlerTest, NewHandlerHasTheDocumentedDefaults) {
+  QlgObject* h = handler({});
+  QlgFileHandlerData* d = data(h);
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(d->maxFileSize, 1048576);
+  EXPECT_EQ(d->maxFiles, 3);
+  EXPECT_EQ(d->filePermission, 0744u);
+  EXPECT_EQ(d->dirPermission, 0771u);
+  EXPECT_EQ(d->appending, 1);
+  EXPECT_EQ(d->semKey, 31821);
+  EXPECT_EQ(d->logInternalErrs, 1);
+  EXPECT_EQ(d->isOpen, 0);
+  EXPECT_EQ(d->converter, nullptr);
+  EXPECT_EQ(std::string(d->path), cwd() + "/default.log");
+}
+
+TEST_F(FileHandlerTest, SizeAndCountChecksWarnAndStoreTheirFallbacks) {
+  CaptureFd err(2);
+  QlgObject* h = handler({{"maxFiles", "0"}, {"maxFileBytes", "-5"}});
+  EXPECT_EQ(data(h)->maxFiles, 3);
+  EXPECT_EQ(data(h)->maxFileSize, 1024);
+  QlgObject* one = handler({{"maxFiles", "1"}, {"maxFileBytes", "500"}});
+  EXPECT_EQ(data(one)->maxFileSize, 500) << "stored although it has no effect";
+  QlgObject* abc = handler({{"maxFileSize", "abc"}});
+  EXPECT_EQ(data(abc)->maxFileSize, 1024);
+  std::string text = err.text();
+  std::string n0 = prefix_ + "h0", n2 = prefix_ + "h2";
+  /* "%2d" in the stored text is a width of two, not a position. */
+  EXPECT_NE(text.find("QLGFH0077W Property 'maxFiles' will be ignored for file handler " + n0 +
+                      ", because the value  0 is not greater than zero."), std::string::npos) << text;
+  EXPECT_NE(text.find("QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '" + n0 +
+                      "', because the value -5 is not greater than zero."), std::string::npos) << text;
+  EXPECT_NE(text.find("QLGFH0079W Property 'maxFileBytes' will be ignored for file handler '" + n2 +
+                      "', because property 'maxFiles' is set to 1."), std::string::npos) << text;
+}
+
+TEST_F(FileHandlerTest, PermissionsParseAsOctalAndBadMasksKeepTheOldValue) {
+  CaptureFd err(2);
+  QlgObject* h = handler({{"filePermission", "0640"}, {"dirPermission", "0700"}});
+  EXPECT_EQ(data(h)->filePermission, 0640u);
+  EXPECT_EQ(data(h)->dirPermission, 0700u);
+  QlgObject_storeProperty(h, "filePermission", "rw-r");
+  EXPECT_EQ(data(h)->filePermission, 0640u);
+  EXPECT_NE(err.text().find("QLGMP0074W The value rw-r is not a valid file permission mask for file handler " +
+                            prefix_ + "h0."), std::string::npos);
+}
+
+TEST_F(FileHandlerTest, NewLogFileIsCreatedWithFilePermission) {
+  mode_t old = umask(0);
+  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}});
+  log(h, "x");
+  umask(old);
+  struct stat st;
+  ASSERT_EQ(stat(dir_.file("perm.log").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0604u);
+}
+
+TEST_F(FileHandlerTest, PropertyChangeClosesTheFileExceptLogInternalErrsAndAbsentPermissions) {
+  QlgObject* h = handler({{"fileName", dir_.file("c.log")}}, true);
+  log(h, "one");
+  ASSERT_EQ(data(h)->isOpen, 1);
+  h->cls->propertyChanged(h, "filePermission"); /* absent: nothing happens */
+  EXPECT_EQ(data(h)->isOpen, 1);
+  QlgObject_storeProperty(h, "logInternalErrs", "false");
+  EXPECT_EQ(data(h)->isOpen, 1);
+  QlgObject_storeProperty(h, "maxFiles", "4");
+  EXPECT_EQ(data(h)->isOpen, 0);
+  log(h, "two");
+  EXPECT_EQ(readFile(dir_.file("c.log")), "HEAD\none\nTAIL\nHEAD\ntwo\n");
+}
+
+TEST_F(FileHandlerTest, LogInternalErrsFollowsTheAppendingProperty) {
+  CaptureFd err(2);
+  QlgObject* h = handler({{"appending", "false"}, {"logInternalErrs", "true"}});
+  EXPECT_EQ(data(h)->logInternalErrs, 0) << "the flag takes the value of appending";
+  QlgObject_storeProperty(h, "maxFiles", "-1");
+  QlgObject* g = handler({{"logInternalErrs", "false"}});
+  EXPECT_EQ(data(g)->logInternalErrs, 1) << "appending absent reads as true";
+  EXPECT_EQ(err.text().find("QLGFH0077W"), std::string::npos);
+}
+
+TEST_F(FileHandlerTest, UnknownEncodingWarnsAndWritesUtf8) {
+  CaptureFd err(2);
+  QlgObject* h = handler({{"fileName", dir_.file("enc.log")}, {"fileEncoding", "NO-SUCH-CODESET"}});
+  EXPECT_EQ(data(h)->converter, nullptr);
+  log(h, "gr\xC3\xBC\xC3\x9F");
+  EXPECT_NE(err.text().find("QLGFH0036W Could not load codeset NO-SUCH-CODESET."), std::string::npos);
+  EXPECT_EQ(readFile(dir_.file("enc.log")), "gr\xC3\xBC\xC3\x9F\n");
+  QlgObject_storeProperty(h, "fileEncoding", "utf8");
+  EXPECT_NE(data(h)->converter, nullptr);
+  log(h, "x");
+  EXPECT_EQ(readFile(dir_.file("enc.log")), "gr\xC3\xBC\xC3\x9F\nx\n");
+}
+
+TEST_F(FileHandlerTest, SemKeyIsStoredAsRead) {
+  QlgObject* h = handler({{"MPFileSemKey", "4660"}});
+  EXPECT_EQ(data(h)->semKey, 4660);
+  QlgObject_storeProperty(h, "MPFileSemKey", "none");
+  EXPECT_EQ(data(h)->semKey, 0);
+}
+
+/* ---- writing ---- */
+
+TEST_F(FileHandlerTest, HeadOnceBeforeTheFirstRecordAndTailAtClose) {
+  QlgObject* h = handler({{"fileName", dir_.file("sub/dir/ht.log")}}, true);
+  log(h, "a");
+  log(h, "b");
+  EXPECT_EQ(readFile(dir_.file("sub/dir/ht.log")), "HEAD\na\nb\n") << "missing directories are created";
+  close(h);
+  close(h);
+  EXPECT_EQ(readFile(dir_.file("sub/dir/ht.log")), "HEAD\na\nb\nTAIL\n") << "one tail, only while open";
+}
+
+TEST_F(FileHandlerTest, AppendingKeepsAndNonAppendingTruncatesAnExistingFile) {
+  dir_.write("app.log", "old\n");
+  dir_.write("new.log", "old\n");
+  log(handler({{"fileName", dir_.file("app.log")}}), "x");
+  log(handler({{"fileName", dir_.file("new.log")}, {"appending", "false"}}), "y");
+  EXPECT_EQ(readFile(dir_.file("app.log")), "old\nx\n");
+  EXPECT_EQ(readFile(dir_.file("new.log")), "y\n");
+}
+
+TEST_F(FileHandlerTest, DisabledHandlerWritesNothingAndEventsReachChainedListeners) {
+  QlgObject* h = handler({{"fileName", dir_.file("chain.log")}});
+  QlgObject* rec = make("rec", "test_recorder");
+  QlgObject_addListener(h, rec);
+  ardeltest::seen().clear();
+  log(h, "passed");
+  ASSERT_EQ(ardeltest::seen().size(), 1u);
+  EXPECT_EQ(ardeltest::seen()[0].text, "passed");
+  QlgObject_storeProperty(h, "logging", "off");
+  log(h, "silenced");
+  EXPECT_EQ(readFile(dir_.file("chain.log")), "passed\n");
+  EXPECT_EQ(ardeltest::seen().size(), 1u);
+}
+
+/* ---- rollover ---- */
+
+TEST_F(FileHandlerTest, RolloverShiftsBackupsAndDropsTheOldest) {
+  QlgObject* h = handler({{"fileName", dir_.file("app.log")}, {"maxFiles", "3"}, {"maxFileBytes", "10"}}, true);
+  /* HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first. */
+  for (int i = 1; i <= 8; i++) log(h, "r" + std::to_string(i));
+  EXPECT_EQ(readFile(dir_.file("app.log")), "HEAD\nr7\nr8\n");
+  EXPECT_EQ(readFile(dir_.file("app1.log")), "HEAD\nr5\nr6\nTAIL\n");
+  EXPECT_EQ(readFile(dir_.file("app2.log")), "HEAD\nr3\nr4\nTAIL\n");
+  EXPECT_FALSE(exists(dir_.file("app3.log"))) << "maxFiles 3 keeps two backups";
+}
+
+TEST_F(FileHandlerTest, FileExceedsTheLimitByAtMostOneRecord) {
+  QlgObject* h = handler({{"fileName", dir_.file("lim.log")}, {"maxFiles", "50"}, {"maxFileBytes", "100"}});
+  std::string rec(30, 'z');
+  for (int i = 0; i < 40; i++) log(h, rec);
+  for (int k = 0; k < 50; k++) {
+    std::string name = dir_.file(k ? "lim" + std::to_string(k) + ".log" : "lim.log");
+    if (!exists(name)) continue;
+    EXPECT_LE(readFile(name).size(), 100u + 31u) << name;
+  }
+  EXPECT_EQ(readFile(dir_.file("lim1.log")).size(), 124u) << "four records: 93 bytes < 100, the fourth tips it";
+}
+
+TEST_F(FileHandlerTest, WithOneFileNoRolloverHappens) {
+  QlgObject* h = handler({{"fileName", dir_.file("one.log")}, {"maxFiles", "1"}, {"maxFileBytes", "5"}});
+  for (int i = 0; i < 10; i++) log(h, "0123456789");
+  EXPECT_EQ(readFile(dir_.file("one.log")).size(), 110u);
+  EXPECT_FALSE(exists(dir_.file("one1.log")));
+}
+
+TEST_F(FileHandlerTest, ExistingFileAtTheLimitIsRolledOverWhenOpened) {
+  dir_.write("full.log", std::string(20, 'o'));
+  QlgObject* h = handler({{"fileName", dir_.file("full.log")}, {"maxFileBytes", "20"}}, true);
+  log(h, "fresh");
+  EXPECT_EQ(readFile(dir_.file("full1.log")), std::string(20, 'o') + "TAIL\n");
+  EXPECT_EQ(readFile(dir_.file("full.log")), "HEAD\nfresh\n");
+}
+
+/* ---- removal and faults ---- */
+
+TEST_F(FileHandlerTest, FileRemovedOrMovedWhileOpenIsCreatedAgainWithItsHead) {
+  QlgObject* h = handler({{"fileName", dir_.file("gone.log")}}, true);
+  log(h, "a");
+  ASSERT_EQ(unlink(dir_.file("gone.log").c_str()), 0);
+  log(h, "b");
+  EXPECT_EQ(readFile(dir_.file("gone.log")), "HEAD\nb\n");
+  ASSERT_EQ(rename(dir_.file("gone.log").c_str(), dir_.file("moved.log").c_str()), 0);
+  log(h, "c");
+  EXPECT_EQ(readFile(dir_.file("gone.log")), "HEAD\nc\n");
+  EXPECT_EQ(readFile(dir_.file("moved.log")), "HEAD\nb\n");
+}
+
+TEST_F(FileHandlerTest, DirectoryThatCannotBeMadeIsReportedAndLaterRecovered) {
+  std::string blocker = dir_.write("file.txt", "not a directory");
+  QlgObject* h = handler({{"fileName", blocker + "/sub/x.log"}});
+  {
+    CaptureFd err(2);
+    log(h, "lost");
+    std::string text = err.text();
+    EXPECT_NE(text.find("QLGFH0032E Property 'fileName' must be a valid file path for this platform, but value '" +
+                        blocker + "/sub' was given."), std::string::npos) << text;
+    EXPECT_NE(text.find(strerror(ENOTDIR)), std::string::npos) << "the failed open is reported too: " << text;
+  }
+  EXPECT_EQ(data(h)->isOpen, 0);
+  ASSERT_EQ(unlink(blocker.c_str()), 0);
+  log(h, "kept");
+  EXPECT_EQ(readFile(blocker + "/sub//x.log"), "kept\n");
+}
+
+TEST_F(FileHandlerTest, PathThatCannotBeOpenedIsReportedAndRetriedOnTheNextRecord) {
+  ASSERT_EQ(mkdir(dir_.file("busy.log").c_str(), 0700), 0);
+  QlgObject* h = handler({{"fileName", dir_.file("busy.log")}});
+  {
+    CaptureFd err(2);
+    log(h, "lost");
+    EXPECT_NE(err.text().find(strerror(EISDIR)), std::string::npos);
+  }
+  ASSERT_EQ(rmdir(dir_.file("busy.log").c_str()), 0);
+  log(h, "kept");
+  EXPECT_EQ(readFile(dir_.file("busy.log")), "kept\n");
+}
+
+TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgain) {
+  std::string path = dir_.file("full.log");
+  ardeltest::inChild([&] {
+    signal(SIGXFSZ, SIG_IGN);
+    QlgObject* h = handler({{"fileName", path}, {"maxFiles", "1"}});
+    struct rlimit lim;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &lim), 0);
+    struct rlimit small = lim;
+    small.rlim_cur = 16;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    {
+      /* A pipe, not a file: the size limit would cut a captured file too. */
+      int fds[2];
+      ASSERT_EQ(pipe(fds), 0);
+      fflush(stderr);
+      int saved = dup(2);
+      dup2(fds[1], 2);
+      ::close(fds[1]);
+      log(h, "0123456789"); /* 11 bytes fit */
+      log(h, "abcdefghij"); /* cut at 16 */
+      log(h, "ABCDEFGHIJ"); /* nothing fits */
+      fflush(stderr);
+      dup2(saved, 2);
+      ::close(saved);
+      char buf[8192];
+      ssize_t n = read(fds[0], buf, sizeof buf);
+      ::close(fds[0]);
+      std::string text(buf, n > 0 ? (size_t)n : 0);
+      size_t first = text.find(strerror(EFBIG));
+      EXPECT_NE(first, std::string::npos) << text;
+      EXPECT_NE(text.find(strerror(EFBIG), first + 1), std::string::npos) << "each failed write is reported";
+    }
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &lim), 0);
+    log(h, "room again");
+    EXPECT_EQ(readFile(path), "0123456789\nabcderoom again\n");
+  });
+}
+
+/* ---- robustness ---- */
+
+TEST_F(FileHandlerTest, NullArgumentsAndForeignObjectsAreIgnored) {
+  QlgFileHandler_publish(nullptr, nullptr);
+  QlgFileHandler_open(nullptr);
+  QlgFileHandler_close(nullptr);
+  QlgFileHandler_propertyChanged(nullptr, "fileName");
+  QlgFileHandler_setFileName("x.log", nullptr);
+  QlgFileHandler_rollover(nullptr);
+  QlgFileHandler_destroy(nullptr);
+  QlgObject* rec = make("notafile", "test_recorder");
+  EXPECT_EQ(QlgFileHandler_data(rec), nullptr);
+  QlgFileHandler_open(rec);
+  QlgObject* h = handler({{"fileName", dir_.file("n.log")}});
+  h->cls->propertyChanged(h, nullptr);
+  QlgFileHandler_publish(h, nullptr);
+  EXPECT_EQ(QlgFileHandler_data(h)->isOpen, 0);
+  EXPECT_FALSE(exists(dir_.file("n.log")));
+}
+
+TEST(FileHandlerMemory, EveryAllocationFailureInCreateGivesNullWithoutLeaks) {
+  QlgMem_failAt(0);
+  void* d = QlgFileHandler_create();
+  long n = QlgMem_allocCount();
+  ASSERT_NE(d, nullptr);
+  QlgFileHandler_destroy(d);
+  for (long i = 1; i <= n; i++) {
+    QlgMem_failAt(i);
+    void* r = QlgFileHandler_create();
+    EXPECT_TRUE(QlgMem_failed()) << i;
+    EXPECT_EQ(r, nullptr) << "a half-built name must not yield a handler: " << i;
+    QlgFileHandler_destroy(r);
+  }
+  QlgMem_failAt(0);
+}
+
+}  // namespace
