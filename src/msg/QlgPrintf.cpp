@@ -342,8 +342,10 @@ bool parseFormat(Parse* ps, const char* format) {
   const char* p = format;
   while (*p) {
     if (*p != '%') {
+      /* Message texts are mostly literal text: let the library scan it. */
       const char* start = p;
-      while (*p && *p != '%') p++;
+      p = std::strchr(start, '%');
+      if (!p) p = start + std::strlen(start);
       if (!addLiteral(ps, start, p - 1)) return false;
     } else if (p[1] == '%') {
       if (!addLiteral(ps, p + 1, p + 1)) return false;
@@ -581,12 +583,61 @@ void putWide(Output* o, char conversion, int flags, int width, int precision, co
 
 const int kMaxSignificant = 16;
 
-/* The first ndig (1 to 16) significant digits of a > 0, correctly rounded,
-   and the position of the decimal point relative to the first digit (the
-   result of the runtime's ecvt).  The runtime's %e conversion does the
-   rounding; only its digits and exponent are taken, so its locale does not
-   matter. */
-int significantDigits(double a, int ndig, char* digits, int* decpt) {
+/* ---- Digit generation.  The digits are those of the runtime's ecvt: the
+   value correctly rounded (ties to even) to at most 16 significant digits.
+   Most values take an exact shortcut: scaling by a power of ten that a
+   double holds exactly, with the rounding error recovered by a fused
+   multiply-add, decides the rounding without any big-number arithmetic.
+   Whatever the shortcut cannot settle goes to the runtime's %e. */
+
+const double kPowersOfTen[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+const double kTwoTo52 = 4503599627370496.0;
+/* Below this the scaled products could lose bits to underflow. */
+const double kSmallestScaled = 1e-280;
+
+/* a * 10^s rounded to the nearest integer, ties to even, for s in -22..22.
+   False when the result is not certain (out of range or too large to be
+   exact); *scaled then holds the approximate product for the caller's
+   range checks. */
+bool roundScaled(double a, int s, uint64_t* out, double* scaled) {
+  *scaled = 0;
+  if (s < -22 || s > 22 || a < kSmallestScaled) return false;
+  double q, err;
+  if (s >= 0) {
+    q = a * kPowersOfTen[s];
+    err = std::fma(a, kPowersOfTen[s], -q); /* exact: a * 10^s = q + err */
+  } else {
+    q = a / kPowersOfTen[-s];
+    err = std::fma(-q, kPowersOfTen[-s], a); /* exact remainder; its sign is the error's */
+  }
+  *scaled = q;
+  if (q >= kTwoTo52) return false;
+  double whole = std::floor(q);
+  double part = q - whole; /* exact below 2^52 */
+  uint64_t n = static_cast<uint64_t>(whole);
+  /* Below 2^52 the distance from q to a half is at least one unit in the
+     last place, more than the error: only an exact half needs the error. */
+  if (part > 0.5 || (part == 0.5 && (err > 0 || (err == 0 && (n & 1))))) n++;
+  *out = n;
+  return true;
+}
+
+int decimalDigits(uint64_t n, char* out) {
+  char tmp[24];
+  int k = 0;
+  do {
+    tmp[k++] = static_cast<char>('0' + n % 10);
+    n /= 10;
+  } while (n != 0);
+  for (int i = 0; i < k; i++) out[i] = tmp[k - 1 - i];
+  return k;
+}
+
+/* The runtime's %e does the rounding; only its digits and exponent are
+   taken, so its locale does not matter. */
+int significantDigitsSlow(double a, int ndig, char* digits, int* decpt) {
   char text[64];
   std::snprintf(text, sizeof text, "%.*e", ndig - 1, a);
   int n = 0;
@@ -598,10 +649,42 @@ int significantDigits(double a, int ndig, char* digits, int* decpt) {
   return n;
 }
 
+/* The first ndig (1 to 16) significant digits of a > 0, correctly rounded,
+   and the position of the decimal point relative to the first digit. */
+int significantDigits(double a, int ndig, char* digits, int* decpt) {
+  int point = static_cast<int>(std::floor(std::log10(a))) + 1;
+  const double limit = kPowersOfTen[ndig];
+  for (int tries = 0; tries < 3; tries++) {
+    uint64_t n;
+    double scaled;
+    bool exact = roundScaled(a, ndig - point, &n, &scaled);
+    if (!exact) {
+      /* One digit too many (log10 a hair low) shows as a product of at
+         least 10^ndig + 1; anything else goes the slow way. */
+      if (scaled >= limit + 1 && scaled < 1e300) {
+        point++;
+        continue;
+      }
+      break;
+    }
+    if (static_cast<double>(n) >= limit) {
+      point++; /* a carry or a low estimate: round again one place up */
+      continue;
+    }
+    if (static_cast<double>(n) < limit / 10) {
+      point--;
+      continue;
+    }
+    *decpt = point;
+    return decimalDigits(n, digits);
+  }
+  return significantDigitsSlow(a, ndig, digits, decpt);
+}
+
 /* Digits of a number: digit k (0 is the most significant) or '0' beyond the
    generated ones, so that precision past 16 digits prints zeros. */
 struct Digits {
-  char d[kMaxSignificant];
+  char d[kMaxSignificant + 8];
   int count;
   int decpt;
   char at(int64_t k) const { return k >= 0 && k < count ? d[k] : '0'; }
@@ -612,11 +695,21 @@ void fixedDigits(double a, int prec, Digits* g) {
   g->count = 0;
   g->decpt = 1;
   if (a == 0) return;
-  g->count = significantDigits(a, kMaxSignificant, g->d, &g->decpt);
+  uint64_t n;
+  double scaled;
+  if (roundScaled(a, prec, &n, &scaled)) {
+    /* Fewer than 2^52: at most 16 digits, all of them exact. */
+    if (n != 0) {
+      g->count = decimalDigits(n, g->d);
+      g->decpt = g->count - prec;
+    }
+    return;
+  }
+  g->count = significantDigitsSlow(a, kMaxSignificant, g->d, &g->decpt);
   int64_t want = static_cast<int64_t>(g->decpt) + prec;
   if (want >= kMaxSignificant) return;
   if (want >= 1) {
-    g->count = significantDigits(a, static_cast<int>(want), g->d, &g->decpt);
+    g->count = significantDigitsSlow(a, static_cast<int>(want), g->d, &g->decpt);
   } else if (want == 0) {
     /* a lies below one unit of the last place: it rounds to that unit or to
        zero, and only an exact comparison can tell which. */

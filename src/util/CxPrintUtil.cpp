@@ -103,7 +103,14 @@ int CxPrintUtil_formatInteger(CxStringBuff* b, char conversion, int flags, int w
   const char* table = conversion == 'X' ? kUpperDigits : kLowerDigits;
   char raw[32];
   char* digits = raw + sizeof raw;
-  for (uint64_t v = magnitude; v != 0; v /= base) *--digits = table[v % base];
+  /* Constant divisors and shifts: a division by a variable base costs far
+     more than the rest of the conversion. */
+  if (base == 10) {
+    for (uint64_t v = magnitude; v != 0; v /= 10) *--digits = table[v % 10];
+  } else {
+    unsigned shift = base == 16 ? 4 : 3;
+    for (uint64_t v = magnitude; v != 0; v >>= shift) *--digits = table[v & (base - 1)];
+  }
   int digitCount = static_cast<int>(raw + sizeof raw - digits);
   int textLen = digitCount;
 

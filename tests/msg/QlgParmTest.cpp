@@ -1,0 +1,157 @@
+/*
+ * QlgParm and QlgParmList: each kind rendered alone with its default
+ * conversion, and the parameter list's ownership of its strings, order,
+ * deep copy and behaviour when memory runs out.
+ */
+#include <gtest/gtest.h>
+
+#include <ardel/QlgMem.h>
+#include <ardel/QlgParm.h>
+#include "msg/QlgParmList.h"
+#include "util/QlgMemTest.h"
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+QlgParm parm(int kind) {
+  QlgParm p;
+  std::memset(&p, 0, sizeof p);
+  p.kind = kind;
+  return p;
+}
+
+std::string render(const QlgParm& p) {
+  char* s = QlgParm_toString(&p);
+  std::string out = s ? std::string(s) : std::string("<null>");
+  QlgMem_free(s);
+  return out;
+}
+
+}  // namespace
+
+TEST(QlgParmToString, EachKindUsesItsDefaultConversion) {
+  QlgParm c = parm(QLG_PARM_CHAR);
+  c.value.c = 'q';
+  EXPECT_EQ(render(c), "q");
+  QlgParm i = parm(QLG_PARM_INT);
+  i.value.i = -17;
+  EXPECT_EQ(render(i), "-17");
+  QlgParm l = parm(QLG_PARM_LONG);
+  l.value.l = 123456789L;
+  EXPECT_EQ(render(l), "123456789");
+  QlgParm f = parm(QLG_PARM_FLOAT);
+  f.value.f = 0.25f;
+  EXPECT_EQ(render(f), "0.250000");
+  QlgParm d = parm(QLG_PARM_DOUBLE);
+  d.value.d = -3.5;
+  EXPECT_EQ(render(d), "-3.500000");
+  QlgParm u = parm(QLG_PARM_UCHAR);
+  u.value.uc = 'Z';
+  EXPECT_EQ(render(u), "Z");
+  QlgParm s = parm(QLG_PARM_STRING);
+  s.value.s = const_cast<char*>("100% literal");
+  EXPECT_EQ(render(s), "100% literal");
+}
+
+TEST(QlgParmToString, UnknownKindOrMissingTextGivesAnEmptyString) {
+  EXPECT_EQ(render(parm(0)), "");
+  EXPECT_EQ(render(parm(500)), "");
+  EXPECT_EQ(render(parm(508)), "");
+  EXPECT_EQ(render(parm(QLG_PARM_STRING)), "");
+  EXPECT_EQ(QlgParm_toString(nullptr), nullptr);
+}
+
+TEST(QlgParmToString, OutOfMemoryGivesNull) {
+  QlgParm i = parm(QLG_PARM_INT);
+  i.value.i = 5;
+  QlgMem_failAt(1);
+  char* s = QlgParm_toString(&i);
+  EXPECT_EQ(QlgMem_failed(), 1);
+  QlgMem_failAt(0);
+  EXPECT_EQ(s, nullptr);
+}
+
+TEST(QlgParmList, KeepsOrderAndOwnsCopiesOfStrings) {
+  QlgParmList* list = QlgParmList_create();
+  ASSERT_NE(list, nullptr);
+  char text[] = "original";
+  QlgParm s = parm(QLG_PARM_STRING);
+  s.value.s = text;
+  QlgParm n = parm(QLG_PARM_INT);
+  for (int i = 0; i < 10; i++) {
+    n.value.i = i;
+    ASSERT_TRUE(QlgParmList_add(list, &n));
+  }
+  ASSERT_TRUE(QlgParmList_add(list, &s));
+  text[0] = 'X';
+  EXPECT_EQ(QlgParmList_count(list), 11);
+  for (int i = 0; i < 10; i++) EXPECT_EQ(QlgParmList_get(list, i)->value.i, i);
+  const QlgParm* held = QlgParmList_get(list, 10);
+  ASSERT_NE(held, nullptr);
+  EXPECT_NE(held->value.s, text);
+  EXPECT_STREQ(held->value.s, "original");
+  EXPECT_EQ(QlgParmList_get(list, 11), nullptr);
+  EXPECT_EQ(QlgParmList_get(list, -1), nullptr);
+  QlgParmList_free(list);
+}
+
+TEST(QlgParmList, CopyIsDeep) {
+  QlgParmList* list = QlgParmList_create();
+  QlgParm s = parm(QLG_PARM_STRING);
+  s.value.s = const_cast<char*>("text");
+  QlgParm nul = parm(QLG_PARM_STRING);
+  ASSERT_TRUE(QlgParmList_add(list, &s));
+  ASSERT_TRUE(QlgParmList_add(list, &nul));
+  QlgParmList* copy = QlgParmList_copy(list);
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(QlgParmList_count(copy), 2);
+  EXPECT_NE(QlgParmList_get(copy, 0)->value.s, QlgParmList_get(list, 0)->value.s);
+  EXPECT_STREQ(QlgParmList_get(copy, 0)->value.s, "text");
+  EXPECT_EQ(QlgParmList_get(copy, 1)->value.s, nullptr);
+  QlgParmList_free(list);
+  QlgParmList_free(copy);
+}
+
+TEST(QlgParmList, NullArgumentsAreTolerated) {
+  QlgParm n = parm(QLG_PARM_INT);
+  EXPECT_FALSE(QlgParmList_add(nullptr, &n));
+  QlgParmList* list = QlgParmList_create();
+  EXPECT_FALSE(QlgParmList_add(list, nullptr));
+  EXPECT_EQ(QlgParmList_count(list), 0);
+  QlgParmList_free(list);
+  EXPECT_EQ(QlgParmList_count(nullptr), 0);
+  EXPECT_EQ(QlgParmList_get(nullptr, 0), nullptr);
+  EXPECT_EQ(QlgParmList_copy(nullptr), nullptr);
+  QlgParmList_free(nullptr);
+}
+
+TEST(QlgParmList, FailedAllocationsLeaveTheListUnchanged) {
+  QlgParm s = parm(QLG_PARM_STRING);
+  s.value.s = const_cast<char*>("text");
+  QlgParmList* list = QlgParmList_create();
+  QlgParm n = parm(QLG_PARM_INT);
+  for (int i = 0; i < 4; i++) ASSERT_TRUE(QlgParmList_add(list, &n));
+  for (long i = 1; i <= 2; i++) {  // the array's growth, then the string copy
+    QlgMem_failAt(i);
+    EXPECT_FALSE(QlgParmList_add(list, &s));
+    EXPECT_EQ(QlgMem_failed(), 1);
+    QlgMem_failAt(0);
+    EXPECT_EQ(QlgParmList_count(list), 4);
+  }
+  ASSERT_TRUE(QlgParmList_add(list, &s));
+  QlgMem_failAt(0);
+  QlgParmList* copy = QlgParmList_copy(list);
+  long attempts = QlgMem_allocCount();
+  QlgParmList_free(copy);
+  for (long i = 1; i <= attempts; i++) {
+    QlgMem_failAt(i);
+    EXPECT_EQ(QlgParmList_copy(list), nullptr);
+    QlgMem_failAt(0);
+  }
+  QlgMem_failAt(1);
+  EXPECT_EQ(QlgParmList_create(), nullptr);
+  QlgMem_failAt(0);
+  QlgParmList_free(list);
+}
