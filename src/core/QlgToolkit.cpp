@@ -24,6 +24,7 @@
 #include "handlers/QlgConsoleHandler.h"
 #include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
+#include "handlers/QlgMultiProcFileHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxMutex.h"
 
@@ -70,6 +71,9 @@ const BuiltinClass kBuiltins[] = {
     {QLG_KIND_HANDLER, "qlg_filehandler", 121, QlgFileHandler_create, QlgFileHandler_destroy,
      QlgFileHandler_propertyChanged, SLOT(QlgFileHandler_publish), SLOT(QlgFileHandler_open),
      SLOT(QlgFileHandler_close), nullptr},
+    {QLG_KIND_HANDLER, "qlg_multiproc_filehandler", 0, QlgFileHandler_create,
+     QlgFileHandler_destroy, QlgFileHandler_propertyChanged, SLOT(QlgMPFileHandler_publish),
+     SLOT(QlgMPFileHandler_open), SLOT(QlgMPFileHandler_close), nullptr},
     {QLG_KIND_FORMATTER, "qlg_basicformatter", 130, nullptr, nullptr,
      QlgBasicFormatter_propertyChanged, SLOT(QlgBasicFormatter_format), nullptr, nullptr, nullptr},
 };

@@ -314,8 +314,9 @@ void QlgFileHandler_destroy(void* raw) {
   QlgMem_free(data->baseName);
   QlgMem_free(data->extension);
   QlgCodeset_close(data->converter);
-  /* The cross-process lock is deliberately left alone: its handle lives
-     until the process ends. */
+  /* The cross-process lock goes with its handler: a handler recreated on
+     every reconfiguration must not collect lock descriptors. */
+  if (data->lock) reportFailure(CxMutex_close(&data->lock));
   QlgMem_free(data);
 }
 

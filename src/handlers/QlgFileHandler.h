@@ -54,8 +54,7 @@ typedef struct QlgFileHandlerData {
    "default.log" in the current directory; null when memory runs out. */
 void* QlgFileHandler_create(void);
 /* destroyData slot: closes a file left open (no tail: the handler is
-   gone), frees the strings and the converter.  The cross-process lock
-   lives until the process ends. */
+   gone) and the cross-process lock, frees the strings and the converter. */
 void QlgFileHandler_destroy(void* data);
 /* propertyChanged slot of both file handler classes. */
 void QlgFileHandler_propertyChanged(QlgObject* handler, const char* key);

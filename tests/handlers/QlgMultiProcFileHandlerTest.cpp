@@ -1,0 +1,330 @@
+/*
+ * qlg_multiproc_filehandler: copy-and-truncate rollover, no head or tail,
+ * always appending, the report when a backup cannot be made, and the
+ * guarantees between processes: several writers sharing one file lose no
+ * record and split none, and a writer killed in the middle does not stop
+ * the others.
+ */
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <map>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgHandler.h>
+#include <ardel/QlgLogger.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "handlers/QlgMultiProcFileHandler.h"
+#include "support/Recorder.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using ardeltest::CaptureFd;
+using ardeltest::readFile;
+using ardeltest::TempDir;
+using Props = std::vector<std::pair<std::string, std::string>>;
+
+char* headText(QlgObject*) { return QlgMem_strdup("HEAD\n"); }
+char* tailText(QlgObject*) { return QlgMem_strdup("TAIL\n"); }
+char* bareMessage(QlgObject*, QlgEvent* event) {
+  std::string text = std::string(event->message->defaultText) + "\n";
+  return QlgMem_strdup(text.c_str());
+}
+
+bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+/* A lock key of this test run alone, so parallel runs do not contend. */
+std::string ownKey() { return std::to_string(0x4d500000 + (getpid() & 0xfffff)); }
+
+class MPFileHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    QlgClass_registerFormatter("test_mp_headtail", nullptr, nullptr, nullptr, nullptr,
+                               bareMessage, headText, tailText, nullptr);
+    ardeltest::registerRecorder();
+    static int serial = 0;
+    prefix_ = "test.mp" + std::to_string(++serial) + ".";
+  }
+  void TearDown() override {
+    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
+  }
+  QlgObject* make(const std::string& name, const char* cls) {
+    QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
+    EXPECT_NE(obj, nullptr) << name;
+    if (obj) objects_.push_back(obj);
+    return obj;
+  }
+  QlgObject* handler(const Props& props) {
+    QlgObject* h = make("h" + std::to_string(objects_.size()), "qlg_multiproc_filehandler");
+    QlgObject* f = make("f" + std::to_string(objects_.size()), "test_mp_headtail");
+    QlgHandler_setFormatter(h, f);
+    QlgObject_storeProperty(h, "MPFileSemKey", ownKey().c_str());
+    for (const auto& p : props) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
+    return h;
+  }
+  static void log(QlgObject* h, const std::string& text) {
+    QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
+    ASSERT_NE(e, nullptr);
+    h->cls->slots.handler.publish(h, e);
+    QlgEvent_free(e);
+  }
+
+  TempDir dir_;
+  std::string prefix_;
+  std::vector<QlgObject*> objects_;
+};
+
+TEST_F(MPFileHandlerTest, SharesTheFileHandlerPropertiesButWritesNoHeadOrTail) {
+  QlgObject* h = handler({{"fileName", dir_.file("mp.log")}, {"maxFiles", "5"}});
+  ASSERT_NE(QlgFileHandler_data(h), nullptr);
+  EXPECT_EQ(QlgFileHandler_data(h)->maxFiles, 5);
+  log(h, "a");
+  h->cls->slots.handler.close(h);
+  log(h, "b");
+  h->cls->slots.handler.open(h);
+  h->cls->slots.handler.close(h);
+  EXPECT_EQ(readFile(dir_.file("mp.log")), "a\nb\n");
+}
+
+TEST_F(MPFileHandlerTest, AlwaysAppendsAndAppendingFalseOnlySilencesReports) {
+  dir_.write("keep.log", "old\n");
+  CaptureFd err(2);
+  QlgObject* h = handler({{"fileName", dir_.file("keep.log")}, {"appending", "false"},
+                          {"logInternalErrs", "true"}, {"maxFiles", "0"}});
+  log(h, "new");
+  EXPECT_EQ(readFile(dir_.file("keep.log")), "old\nnew\n");
+  EXPECT_EQ(err.text().find("QLGFH0077W"), std::string::npos);
+}
+
+TEST_F(MPFileHandlerTest, RolloverCopiesIntoBackupOneAndEmptiesTheActiveFileInPlace) {
+  QlgObject* h = handler({{"fileName", dir_.file("r.log")}, {"maxFiles", "3"}, {"maxFileBytes", "6"}});
+  log(h, "r1");
+  log(h, "r2");
+  struct stat before;
+  ASSERT_EQ(stat(dir_.file("r.log").c_str(), &before), 0);
+  log(h, "r3"); /* 6 bytes reached: rollover first */
+  struct stat after;
+  ASSERT_EQ(stat(dir_.file("r.log").c_str(), &after), 0);
+  EXPECT_EQ(before.st_ino, after.st_ino) << "the active file keeps its identity";
+  EXPECT_EQ(readFile(dir_.file("r.log")), "r3\n");
+  EXPECT_EQ(readFile(dir_.file("r1.log")), "r1\nr2\n");
+  log(h, "r4");
+  log(h, "r5");
+  log(h, "r6");
+  log(h, "r7");
+  EXPECT_EQ(readFile(dir_.file("r.log")), "r7\n");
+  EXPECT_EQ(readFile(dir_.file("r1.log")), "r5\nr6\n");
+  EXPECT_EQ(readFile(dir_.file("r2.log")), "r3\nr4\n");
+  EXPECT_FALSE(exists(dir_.file("r3.log")));
+}
+
+TEST_F(MPFileHandlerTest, WithTwoFilesTheBackupIsReplacedAndWithOneNeverMade) {
+  QlgObject* two = handler({{"fileName", dir_.file("two.log")}, {"maxFiles", "2"}, {"maxFileBytes", "3"}});
+  for (const char* r : {"a1", "a2", "a3"}) log(two, r);
+  EXPECT_EQ(readFile(dir_.file("two1.log")), "a2\n");
+  EXPECT_EQ(readFile(dir_.file("two.log")), "a3\n");
+  QlgObject* one = handler({{"fileName", dir_.file("one.log")}, {"maxFiles", "1"}, {"maxFileBytes", "3"}});
+  for (int i = 0; i < 5; i++) log(one, "xx");
+  EXPECT_EQ(readFile(dir_.file("one.log")).size(), 15u);
+  EXPECT_FALSE(exists(dir_.file("one1.log")));
+}
+
+TEST_F(MPFileHandlerTest, BackupThatCannotBeCreatedPrintsErrOpeningAndStillTruncates) {
+  ASSERT_EQ(mkdir(dir_.file("b1.log").c_str(), 0700), 0); /* backup 1 cannot be opened */
+  QlgObject* h = handler({{"fileName", dir_.file("b.log")}, {"maxFiles", "2"}, {"maxFileBytes", "3"}});
+  log(h, "x1");
+  CaptureFd out(1);
+  CaptureFd err(2);
+  log(h, "x2");
+  std::string backup = dir_.path() + "//b1.log";
+  EXPECT_EQ(out.text(), "ERR opening " + backup + " pre rollover\n");
+  EXPECT_NE(err.text().find("QLGMP0073W Could not write to the backup log file " + backup +
+                            " during log file rollover."), std::string::npos);
+  EXPECT_EQ(readFile(dir_.file("b.log")), "x2\n");
+}
+
+TEST_F(MPFileHandlerTest, FileThatCannotBeOpenedKeepsTheEventFromListeners) {
+  std::string blocker = dir_.write("plain", "x");
+  QlgObject* h = handler({{"fileName", blocker + "/sub/m.log"}});
+  QlgObject* rec = make("rec", "test_recorder");
+  QlgObject_addListener(h, rec);
+  ardeltest::seen().clear();
+  {
+    CaptureFd err(2);
+    log(h, "lost");
+    EXPECT_NE(err.text().find("QLGFH0032E Property 'fileName' must be a valid file path"), std::string::npos);
+  }
+  EXPECT_TRUE(ardeltest::seen().empty());
+  ASSERT_EQ(unlink(blocker.c_str()), 0);
+  log(h, "kept");
+  EXPECT_EQ(readFile(blocker + "/sub//m.log"), "kept\n");
+  EXPECT_EQ(ardeltest::seen().size(), 1u);
+}
+
+TEST_F(MPFileHandlerTest, NullArgumentsAreIgnored) {
+  QlgMPFileHandler_publish(nullptr, nullptr);
+  QlgMPFileHandler_open(nullptr);
+  QlgMPFileHandler_close(nullptr);
+  QlgMPFileHandler_rollover(nullptr);
+  QlgMPFileHandler_copyTruncate(nullptr);
+  QlgObject* h = handler({{"fileName", dir_.file("n.log")}});
+  QlgMPFileHandler_publish(h, nullptr);
+  EXPECT_FALSE(exists(dir_.file("n.log")));
+}
+
+/* ---- several processes ---- */
+
+const int kLineSlack = 64; /* longer than any record line of these tests */
+
+/* A writer process: its own toolkit from the properties file, then
+   `records` log calls through logger "soak". */
+pid_t startWriter(const std::string& props, int writer, int records) {
+  fflush(stdout);
+  fflush(stderr);
+  pid_t pid = fork();
+  if (pid != 0) return pid;
+  QlgToolkit_shutdown(); /* drop whatever toolkit the test process had */
+  if (!QlgToolkit_initialize(props.c_str())) _exit(2);
+  QlgObject* logger = QlgObject_create("soak", nullptr);
+  if (!logger) _exit(3);
+  for (int i = 0; i < records; i++)
+    QlgLogger_logMin(logger, nullptr, nullptr, 0, "w%1$d r%2$d", QLG_PARM_INT, writer, QLG_PARM_INT, i, 0);
+  _exit(0);
+}
+
+std::string soakProps(const TempDir& dir, int maxBytes, int maxFiles) {
+  return dir.write("soak.properties",
+                   "soak.className=qlg_basiclogger\n"
+                   "soak.listenerNames=soakFile\n"
+                   "soakFile.className=qlg_multiproc_filehandler\n"
+                   "soakFile.fileName=" + dir.file("shared.log") + "\n"
+                   "soakFile.maxFileBytes=" + std::to_string(maxBytes) + "\n"
+                   "soakFile.maxFiles=" + std::to_string(maxFiles) + "\n"
+                   "soakFile.MPFileSemKey=" + ownKey() + "\n");
+}
+
+/* Waits for pid until the deadline; kills it and returns -1 on time-out. */
+int waitUntil(pid_t pid, time_t deadline) {
+  for (;;) {
+    int status = 0;
+    pid_t r = waitpid(pid, &status, WNOHANG);
+    if (r == pid) return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (time(nullptr) > deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      return -1;
+    }
+    usleep(5000);
+  }
+}
+
+/* "dddd-dd-dd dd:dd:dd.ddd+dd:dd" */
+bool isStamp(const std::string& s) {
+  const char* shape = "dddd-dd-dd dd:dd:dd.ddd+dd:dd";
+  if (s.size() != strlen(shape)) return false;
+  for (size_t i = 0; i < s.size(); i++) {
+    if (shape[i] == 'd' ? !isdigit((unsigned char)s[i])
+                        : !(s[i] == shape[i] || (shape[i] == '+' && s[i] == '-')))
+      return false;
+  }
+  return true;
+}
+
+struct Census {
+  std::map<std::pair<int, int>, int> count; /* (writer, record) -> times seen */
+  int broken = 0;           /* lines that are not one whole record */
+  int brokenAtFileEnd = 0;  /* of these, cut-off last lines of a file */
+  size_t largestFile = 0;
+  int files = 0;
+};
+
+Census takeCensus(const TempDir& dir, int maxFiles) {
+  Census c;
+  for (int k = 0; k < maxFiles; k++) {
+    std::string name = dir.path() + "/" + (k ? "/shared" + std::to_string(k) : "/shared") + ".log";
+    if (!exists(name)) continue;
+    c.files++;
+    std::string text = readFile(name);
+    c.largestFile = std::max(c.largestFile, text.size());
+    size_t pos = 0;
+    while (pos < text.size()) {
+      size_t nl = text.find('\n', pos);
+      bool cut = nl == std::string::npos;
+      std::string line = text.substr(pos, cut ? std::string::npos : nl - pos);
+      pos = cut ? text.size() : nl + 1;
+      int w = -1, r = -1, used = 0;
+      size_t sp = line.find(" w");
+      bool whole = !cut && sp != std::string::npos && isStamp(line.substr(0, sp)) &&
+                   sscanf(line.c_str() + sp, " w%d r%d%n", &w, &r, &used) == 2 &&
+                   sp + (size_t)used == line.size();
+      if (whole) {
+        c.count[{w, r}]++;
+      } else {
+        c.broken++;
+        if (cut) c.brokenAtFileEnd++;
+      }
+    }
+  }
+  return c;
+}
+
+TEST(MPFileHandlerProcesses, FourWritersLoseNoRecordAndSplitNone) {
+  TempDir dir;
+  const int kWriters = 4, kRecords = 20000, kMaxBytes = 32768, kMaxFiles = 200;
+  std::string props = soakProps(dir, kMaxBytes, kMaxFiles);
+  std::vector<pid_t> pids;
+  for (int w = 0; w < kWriters; w++) pids.push_back(startWriter(props, w, kRecords));
+  time_t deadline = time(nullptr) + 50;
+  for (pid_t p : pids) EXPECT_EQ(waitUntil(p, deadline), 0) << "writer failed or timed out";
+  Census c = takeCensus(dir, kMaxFiles);
+  EXPECT_EQ(c.broken, 0);
+  EXPECT_EQ(c.count.size(), (size_t)(kWriters * kRecords)) << "every record is found";
+  int duplicates = 0;
+  for (const auto& e : c.count) duplicates += e.second != 1;
+  EXPECT_EQ(duplicates, 0) << "no record is found twice";
+  EXPECT_GT(c.files, 10) << "the run must have rolled over many times";
+  EXPECT_LT(c.files, kMaxFiles) << "nothing may have been dropped as the oldest backup";
+  EXPECT_LE(c.largestFile, (size_t)(kMaxBytes + kLineSlack)) << "at most one record past the limit";
+}
+
+TEST(MPFileHandlerProcesses, WriterKilledInTheMiddleDoesNotStallTheOthers) {
+  TempDir dir;
+  const int kRecords = 5000, kMaxFiles = 400;
+  std::string props = soakProps(dir, 16384, kMaxFiles);
+  pid_t victim = startWriter(props, 9, 1000000);
+  /* Let the victim get going, then start the others and kill it among them. */
+  time_t start = time(nullptr);
+  while (!exists(dir.file("shared1.log")) && time(nullptr) < start + 20) usleep(2000);
+  std::vector<pid_t> pids;
+  for (int w = 0; w < 3; w++) pids.push_back(startWriter(props, w, kRecords));
+  usleep(20000);
+  ASSERT_EQ(kill(victim, SIGKILL), 0);
+  int status = 0;
+  waitpid(victim, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  time_t deadline = time(nullptr) + 30;
+  for (pid_t p : pids) EXPECT_EQ(waitUntil(p, deadline), 0) << "a survivor stalled or failed";
+  Census c = takeCensus(dir, kMaxFiles);
+  for (int w = 0; w < 3; w++)
+    for (int r = 0; r < kRecords; r++)
+      EXPECT_GE((c.count[{w, r}]), 1) << "survivor record w" << w << " r" << r;
+  /* A copy cut short by the kill can leave one partial last line behind. */
+  EXPECT_EQ(c.broken, c.brokenAtFileEnd);
+  EXPECT_LE(c.brokenAtFileEnd, 1);
+}
+
+}  // namespace
