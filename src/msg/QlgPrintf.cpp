@@ -438,10 +438,16 @@ bool fetchParms(Parse* ps, const QlgParmList* parms) {
 
 /* ---- Output -------------------------------------------------------------- */
 
+/* Where the text goes.  Padding must be written before the text it pads,
+   so a conversion whose length is not known beforehand is first run in
+   counting mode, which only measures; the output then stays a prefix of
+   the full text whenever it stops early. */
 struct Output {
   CxStringBuff* buf;
   QlgCodeset* cs;
   int error;
+  bool counting;
+  int64_t counted;
   bool haveLocale;
   const char* point;
   CxGrouping grouping;
@@ -464,6 +470,11 @@ bool fail(Output* o) {
 }
 
 bool putBytes(Output* o, const char* bytes, size_t n) {
+  if (o->error) return false; /* nothing after the first failure */
+  if (o->counting) {
+    o->counted += static_cast<int64_t>(n);
+    return true;
+  }
   if (n == 0) return true;
   if (n > static_cast<size_t>(INT_MAX) || !CxStringBuff_reserve(o->buf, static_cast<uint32_t>(n))) return fail(o);
   CxStringBuff* b = o->buf;
@@ -474,24 +485,17 @@ bool putBytes(Output* o, const char* bytes, size_t n) {
 }
 
 bool putFill(Output* o, char c, int64_t n) {
+  if (o->error) return false; /* nothing after the first failure */
   if (n <= 0) return true;
+  if (o->counting) {
+    o->counted += n;
+    return true;
+  }
   if (n > INT_MAX || !CxStringBuff_reserve(o->buf, static_cast<uint32_t>(n))) return fail(o);
   CxStringBuff* b = o->buf;
   std::memset(b->data + b->length, c, static_cast<size_t>(n));
   b->length += static_cast<int32_t>(n);
   b->data[b->length] = 0;
-  return true;
-}
-
-/* n copies of c inserted at byte pos, for padding that can only be sized
-   once the text behind it has been written. */
-bool insertFill(Output* o, int32_t pos, char c, int64_t n) {
-  if (n <= 0) return true;
-  if (n > INT_MAX || !CxStringBuff_reserve(o->buf, static_cast<uint32_t>(n))) return fail(o);
-  CxStringBuff* b = o->buf;
-  std::memmove(b->data + pos + n, b->data + pos, static_cast<size_t>(b->length - pos) + 1);
-  std::memset(b->data + pos, c, static_cast<size_t>(n));
-  b->length += static_cast<int32_t>(n);
   return true;
 }
 
@@ -538,52 +542,70 @@ void putNarrow(Output* o, char conversion, int flags, int width, int precision, 
   if (flags & CX_PRINT_LEFT) putFill(o, ' ', pad);
 }
 
-/* One wide character through the converter. */
-bool putWideChar(Output* o, uint32_t wc, int64_t limit, int64_t* count, bool* stopped) {
-  char bytes[16];
-  int n = QlgCodeset_fromWide(o->cs, wc, bytes, static_cast<int>(sizeof bytes));
-  if (n < 0) return fail(o);
-  if (limit >= 0 && *count + n > limit) {
-    *stopped = true;
-    return true;
+/* Converts the wide text through the converter, stopping before the
+   character whose bytes would pass limit (-1: none).  Returns false on a
+   converter failure, after the characters before it. */
+bool putWideText(Output* o, const wchar_t* text, int64_t limit) {
+  int64_t count = 0;
+  for (; *text; text++) {
+    char bytes[16];
+    int n = QlgCodeset_fromWide(o->cs, static_cast<uint32_t>(*text), bytes, static_cast<int>(sizeof bytes));
+    if (n < 0) return false;
+    if (limit >= 0 && count + n > limit) return true;
+    count += n;
+    if (!putBytes(o, bytes, static_cast<size_t>(n))) return true;
   }
-  *count += n;
-  return putBytes(o, bytes, static_cast<size_t>(n));
+  return true;
 }
 
 /* 'C', 'S', "lc" and "ls": each wide character converted through the
    converter; a precision stops before the character whose bytes would pass
-   it.  Leading padding is inserted once the converted length is known. */
+   it.  A converter failure stops the output after the characters before it. */
 void putWide(Output* o, char conversion, int flags, int width, int precision, const Slot* s) {
-  int32_t start = o->buf->length;
-  int64_t count = 0;
-  bool stopped = false;
-  if (conversion == 'c' || conversion == 'C') {
-    if (!putWideChar(o, static_cast<uint32_t>(slotInteger(s)), -1, &count, &stopped)) return;
-  } else {
-    const wchar_t* text = isPointerType(s->type) ? reinterpret_cast<const wchar_t*>(static_cast<uintptr_t>(s->bits)) : nullptr;
-    if (!text) {
-      if (!(flags & CX_PRINT_LEFT)) putFill(o, ' ', width);
+  wchar_t single[2] = {static_cast<wchar_t>(slotInteger(s)), 0};
+  const wchar_t* text = single;
+  int64_t limit = -1;
+  if (conversion == 's' || conversion == 'S') {
+    text = isPointerType(s->type) ? reinterpret_cast<const wchar_t*>(static_cast<uintptr_t>(s->bits)) : nullptr;
+    limit = precision;
+  }
+  if (!text) {
+    if (!(flags & CX_PRINT_LEFT)) putFill(o, ' ', width);
+    fail(o);
+    return;
+  }
+  if (single[0] == 0 && text == single) {
+    /* The character 0 is written as its byte(s), like any other. */
+    char bytes[16];
+    int n = QlgCodeset_fromWide(o->cs, 0, bytes, static_cast<int>(sizeof bytes));
+    if (n < 0) {
       fail(o);
       return;
     }
-    for (; *text && !stopped; text++) {
-      if (!putWideChar(o, static_cast<uint32_t>(*text), precision, &count, &stopped)) return;
-    }
+    int64_t pad = static_cast<int64_t>(width) - n;
+    if (!(flags & CX_PRINT_LEFT)) putFill(o, ' ', pad);
+    putBytes(o, bytes, static_cast<size_t>(n));
+    if (flags & CX_PRINT_LEFT) putFill(o, ' ', pad);
+    return;
   }
-  int64_t pad = static_cast<int64_t>(width) - count;
-  if (flags & CX_PRINT_LEFT) {
-    putFill(o, ' ', pad);
-  } else if (pad > 0) {
-    insertFill(o, start, ' ', pad);
+  o->counting = true;
+  o->counted = 0;
+  putWideText(o, text, limit);
+  o->counting = false;
+  int64_t pad = static_cast<int64_t>(width) - o->counted;
+  if (!(flags & CX_PRINT_LEFT)) putFill(o, ' ', pad);
+  if (!putWideText(o, text, limit)) {
+    fail(o);
+    return;
   }
+  if (flags & CX_PRINT_LEFT) putFill(o, ' ', pad);
 }
 
 /* ---- Floating conversions ------------------------------------------------ */
 
 const int kMaxSignificant = 16;
 
-/* ---- Digit generation.  The digits are those of the runtime's ecvt: the
+/* Digit generation.  The digits are those of the runtime's ecvt: the
    value correctly rounded (ties to even) to at most 16 significant digits.
    Most values take an exact shortcut: scaling by a power of ten that a
    double holds exactly, with the rounding error recovered by a fused
@@ -863,77 +885,81 @@ void putHex(Output* o, double a, int prec, int flags, bool upper) {
   putBytes(o, text, static_cast<size_t>(n));
 }
 
-void putFloat(Output* o, char conversion, int flags, int width, int precision, double v) {
-  int32_t start = o->buf->length;
-  char sign = v < 0 ? '-' : (flags & CX_PRINT_PLUS) ? '+' : (flags & CX_PRINT_SPACE) ? ' ' : 0;
-  int signLen = sign ? 1 : 0;
-  if (sign && !putBytes(o, &sign, 1)) return;
+/* Everything of a floating conversion after its sign (and "0x"). */
+void putFloatBody(Output* o, char conversion, int flags, int precision, double a, const Digits& g) {
   bool upper = conversion >= 'A' && conversion <= 'Z';
+  if (!std::isfinite(a)) {
+    putBytes(o, std::isnan(a) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf"), 3);
+    return;
+  }
+  switch (conversion) {
+    case 'e': case 'E':
+      putExponential(o, g, precision < 0 ? 6 : precision, flags, upper, false);
+      break;
+    case 'f': case 'F':
+      putFixed(o, g, precision < 0 ? 6 : precision, flags, false);
+      break;
+    case 'g': case 'G': {
+      int p = precision < 0 ? 6 : precision == 0 ? 1 : precision;
+      int x = g.count > 0 ? g.decpt - 1 : 0;
+      bool trim = !(flags & CX_PRINT_ALT);
+      if (x < -4 || x >= p) {
+        putExponential(o, g, p - 1, flags, upper, trim);
+      } else {
+        putFixed(o, g, p - 1 - x, flags, trim);
+      }
+      break;
+    }
+    default: /* 'a', 'A' */
+      putHex(o, a, precision, flags, upper);
+      break;
+  }
+}
+
+void putFloat(Output* o, char conversion, int flags, int width, int precision, double v) {
+  char prefix[3];
+  int prefixLen = 0;
+  if (v < 0) prefix[prefixLen++] = '-';
+  else if (flags & CX_PRINT_PLUS) prefix[prefixLen++] = '+';
+  else if (flags & CX_PRINT_SPACE) prefix[prefixLen++] = ' ';
+  bool hex = conversion == 'a' || conversion == 'A';
+  if (hex) {
+    prefix[prefixLen++] = '0';
+    prefix[prefixLen++] = conversion == 'a' ? 'x' : 'X';
+  }
   double a = std::fabs(v);
   bool finite = std::isfinite(a);
-  int zeroAt = signLen; /* where zero-fill goes: after the sign and any 0x */
+  if (!finite && hex) prefixLen -= 2;
 
-  if (!finite) {
-    const char* text = std::isnan(a) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
-    putBytes(o, text, 3);
-  } else {
-    Digits g;
-    switch (conversion) {
-      case 'e':
-      case 'E': {
-        int prec = precision < 0 ? 6 : precision;
-        g.count = 0;
-        g.decpt = 1;
-        if (a != 0) {
-          int ndig = prec + 1 < kMaxSignificant ? prec + 1 : kMaxSignificant;
-          g.count = significantDigits(a, ndig, g.d, &g.decpt);
-        }
-        putExponential(o, g, prec, flags, upper, false);
-        break;
-      }
-      case 'f':
-      case 'F': {
-        int prec = precision < 0 ? 6 : precision;
-        fixedDigits(a, prec, &g);
-        putFixed(o, g, prec, flags, false);
-        break;
-      }
-      case 'g':
-      case 'G': {
-        int p = precision < 0 ? 6 : precision == 0 ? 1 : precision;
-        g.count = 0;
-        g.decpt = 1;
-        if (a != 0) {
-          int ndig = p < kMaxSignificant ? p : kMaxSignificant;
-          g.count = significantDigits(a, ndig, g.d, &g.decpt);
-        }
-        int x = g.count > 0 ? g.decpt - 1 : 0;
-        bool trim = !(flags & CX_PRINT_ALT);
-        if (x < -4 || x >= p) {
-          putExponential(o, g, p - 1, flags, upper, trim);
-        } else {
-          putFixed(o, g, p - 1 - x, flags, trim);
-        }
-        break;
-      }
-      default: /* 'a', 'A' */
-        putBytes(o, upper ? "0X" : "0x", 2);
-        zeroAt += 2;
-        putHex(o, a, precision, flags, upper);
-        break;
+  /* The digits are generated once; the body is then measured and written. */
+  Digits g;
+  g.count = 0;
+  g.decpt = 1;
+  if (finite && a != 0 && !hex) {
+    if (conversion == 'f' || conversion == 'F') {
+      fixedDigits(a, precision < 0 ? 6 : precision, &g);
+    } else {
+      /* e shows precision + 1 digits, g precision digits (at least one). */
+      int p = precision < 0 ? 6 : precision;
+      int64_t want = conversion == 'e' || conversion == 'E' ? static_cast<int64_t>(p) + 1 : (p == 0 ? 1 : p);
+      int ndig = want < kMaxSignificant ? static_cast<int>(want) : kMaxSignificant;
+      g.count = significantDigits(a, ndig, g.d, &g.decpt);
     }
   }
-  if (o->error) return;
-
-  int64_t pad = static_cast<int64_t>(width) - (o->buf->length - start);
-  if (pad <= 0) return;
-  if (flags & CX_PRINT_LEFT) {
-    putFill(o, ' ', pad);
-  } else if ((flags & CX_PRINT_ZERO) && finite) {
-    insertFill(o, start + zeroAt, '0', pad);
-  } else {
-    insertFill(o, start, ' ', pad);
+  int64_t pad = 0;
+  if (width > 0) {
+    o->counting = true;
+    o->counted = 0;
+    putFloatBody(o, conversion, flags, precision, a, g);
+    o->counting = false;
+    pad = width - prefixLen - o->counted;
   }
+  bool zeros = !(flags & CX_PRINT_LEFT) && (flags & CX_PRINT_ZERO) && finite;
+  if (!(flags & CX_PRINT_LEFT) && !zeros) putFill(o, ' ', pad);
+  putBytes(o, prefix, static_cast<size_t>(prefixLen));
+  if (zeros) putFill(o, '0', pad);
+  putFloatBody(o, conversion, flags, precision, a, g);
+  if (flags & CX_PRINT_LEFT) putFill(o, ' ', pad);
 }
 
 /* ---- Directive output ------------------------------------------------------ */
@@ -1008,6 +1034,8 @@ int writeOutput(const Parse* ps, QlgCodeset* cs, CxStringBuff* buf, int* error) 
   o.buf = buf;
   o.cs = cs;
   o.error = 0;
+  o.counting = false;
+  o.counted = 0;
   o.haveLocale = false;
   o.point = ".";
   o.grouping.separator = nullptr;

@@ -398,6 +398,9 @@ TEST(QlgPrintfWide, PrecisionCountsBytesAndStopsBeforeACharacterThatWouldPassIt)
   EXPECT_EQ(wpf("%.3ls|", L"h\u00e9llo").s, "h\xC3\xA9|");
   EXPECT_EQ(wpf("%5ls|", L"\u00e9").s, "   \xC3\xA9|");
   EXPECT_EQ(wpf("%-5ls|", L"\u00e9").s, "\xC3\xA9   |");
+  EXPECT_EQ(wpf("%3lc|", static_cast<wint_t>(0xE9)).s, " \xC3\xA9|");
+  Result nul = wpf("%2lc|", static_cast<wint_t>(0));
+  EXPECT_EQ(nul.s, std::string(" \0|", 3));
 }
 
 TEST(QlgPrintfWide, ConverterFailureStopsTheOutput) {
@@ -544,4 +547,28 @@ TEST(QlgPrintfAllocationFailure, FailedParseLeavesAnExistingBufferUntouched) {
   EXPECT_EQ(got, 0);
   EXPECT_STREQ(b.data, "prefix");
   CxStringBuff_free(&b);
+}
+
+TEST(QlgPrintfAllocationFailure, NothingIsWrittenAfterTheFirstFailedAppend) {
+  // The text crosses the first 1 KiB at every point of the conversions in
+  // turn, so the failed growth lands inside each kind of output.
+  for (int lead = 990; lead <= 1024; lead++) {
+    std::string f = std::string(static_cast<size_t>(lead), 'x') + "[%+010.3f|%#10x|%-6s|%e|%'g|%5c]";
+    CxStringBuff whole{0, 0, nullptr};
+    QlgMem_failAt(0);
+    QlgPrintf_format(nullptr, &whole, f.c_str(), -3.25, 255, "ab", 1e-7, 1234.5, 'z');
+    std::string expected(whole.data, whole.length);
+    CxStringBuff_free(&whole);
+    CxStringBuff b{0, 0, nullptr};
+    QlgMem_failAt(2);  // the growth past 1024 bytes
+    int got = QlgPrintf_format(nullptr, &b, f.c_str(), -3.25, 255, "ab", 1e-7, 1234.5, 'z');
+    EXPECT_EQ(QlgMem_failed(), 1);
+    QlgMem_failAt(0);
+    std::string text(b.data, b.length);
+    EXPECT_EQ(got, static_cast<int>(text.size()));
+    EXPECT_LT(text.size(), expected.size()) << lead;
+    EXPECT_LE(text.size(), 1023u);
+    EXPECT_EQ(expected.compare(0, text.size(), text), 0) << lead << ": " << text.substr(980);
+    CxStringBuff_free(&b);
+  }
 }
