@@ -16,6 +16,7 @@
 
 #include "frontend/TracerImpl.h"
 #include "support/TestSupport.h"
+#include "util/QlgMemTest.h"
 
 namespace {
 
@@ -264,4 +265,33 @@ TEST(PrintedThroughStdoutTracer, TraceScopeNestsTheMessage) {
     EXPECT_NE(text.find("]     inside 3\n"), std::string::npos) << text;
     EXPECT_NE(text.find("<-- EXIT\n"), std::string::npos) << text;
   });
+}
+
+TEST(BaseObject, BaseTextFormIsObject) {
+  Object plain;
+  EXPECT_EQ(std::string(plain.toString()), "Object");
+  EXPECT_EQ(messageOf([&plain](Trace& t) { t << plain; }), "Object");
+}
+
+TEST(AllocationFailure, AFailedFormatLosesOnlyThatPieceOfText) {
+  auto body = [](Trace& t) {
+    t << 12 << '-';
+    t.hex("AB", 2);
+  };
+  QlgMem_failAt(0);
+  std::string full = messageOf(body);
+  long attempts = QlgMem_allocCount();
+  ASSERT_GT(attempts, 0);
+  for (long i = 1; i <= attempts; ++i) {
+    QlgMem_failAt(i);
+    std::string got = messageOf(body);
+    EXPECT_TRUE(QlgMem_failed()) << i;
+    // Exactly one piece is missing; the rest keeps its order.
+    EXPECT_LT(got.size(), full.size()) << i;
+    size_t prefix = 0, suffix = 0;
+    while (prefix < got.size() && got[prefix] == full[prefix]) ++prefix;
+    while (suffix < got.size() - prefix && got[got.size() - 1 - suffix] == full[full.size() - 1 - suffix]) ++suffix;
+    EXPECT_EQ(prefix + suffix, got.size()) << i << ": " << got;
+  }
+  QlgMem_failAt(0);
 }
