@@ -53,8 +53,11 @@ std::set<std::string> declaredPublicFunctions() {
   return names;
 }
 
-bool isLinkerSymbol(const std::string& s) {
-  return s == "_init" || s == "_fini" || s == "_edata" || s == "_end" || s == "__bss_start";
+/* Symbols the linker or a sanitizer adds (ASan marks exported data with
+   __odr_asan.* names). */
+bool isToolSymbol(const std::string& s) {
+  return s == "_init" || s == "_fini" || s == "_edata" || s == "_end" || s == "__bss_start" ||
+         s.rfind("__odr_asan", 0) == 0;
 }
 
 }  // namespace
@@ -77,7 +80,7 @@ TEST(Exports, EveryPublicDeclarationIsExportedAndNothingElseUnmangled) {
     EXPECT_TRUE(exported.count(name)) << "not exported: " << name;
   }
   for (const auto& name : exported) {
-    if (name.rfind("_Z", 0) == 0 || isLinkerSymbol(name)) continue;
+    if (name.rfind("_Z", 0) == 0 || isToolSymbol(name)) continue;
     EXPECT_TRUE(declared.count(name)) << "exported but not public: " << name;
   }
 }
