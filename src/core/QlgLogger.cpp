@@ -28,7 +28,7 @@ inline bool canLog(const QlgObject* logger) {
          logger->cls->slots.logger.log;
 }
 
-void logAt(QlgObject* logger, int level, const char* file, const char* function, uint32_t line,
+__attribute__((noinline)) void logAt(QlgObject* logger, int level, const char* file, const char* function, uint32_t line,
            const char* format, va_list args) {
   if (!QlgToolkit_enter()) return;
   QlgLogger_logEvent(logger, level, file, function, line, format, args);

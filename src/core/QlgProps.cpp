@@ -58,10 +58,28 @@ int QlgProps_getBool(const QlgProps* props, const char* key, int* found) {
   return 0;
 }
 
+/* "%d" for the common shape (blanks, a sign, at most nine digits) without
+   the cost of sscanf; anything else is left to sscanf itself. */
+static bool scanSmallInt(const char* v, int* out) {
+  const char* p = v;
+  while (*p == ' ' || (*p >= '\t' && *p <= '\r')) p++;
+  bool negative = *p == '-';
+  if (*p == '-' || *p == '+') p++;
+  int digits = 0;
+  int n = 0;
+  while (*p >= '0' && *p <= '9' && digits < 10) {
+    n = n * 10 + (*p++ - '0');
+    digits++;
+  }
+  if (digits == 0 || digits > 9) return false;
+  *out = negative ? -n : n;
+  return true;
+}
+
 int32_t QlgProps_getInt(const QlgProps* props, const char* key, int* found) {
   const char* v = valueOf(props, key);
   int n = 0;
-  int ok = v && std::sscanf(v, "%d", &n) == 1;
+  int ok = v && (scanSmallInt(v, &n) || std::sscanf(v, "%d", &n) == 1);
   setFound(found, ok);
   return ok ? n : 0;
 }

@@ -40,19 +40,67 @@ void reloadText(QlgObject* formatter, const char* key, char** field) {
   *field = QlgObject_getString(formatter, key, nullptr);
 }
 
-/* Local broken-down time and the zone west of UTC in seconds: the only
-   clock facts the stamp needs from the runtime library.  The zone is read
-   afresh for every stamp (localtime_r alone would keep the first one), so
-   both answers come from the same rules. */
-void localTime(int64_t seconds, struct tm* out) {
+/* The clock facts of one second: local broken-down time, the zone west
+   of UTC and the built-in stamp's date part.  Consecutive events mostly fall
+   in the same second, so each thread keeps the last one.  The zone rules are
+   re-read (tzset) whenever TZ differs from the value they were read for;
+   localtime_r alone would keep the first rules for ever. */
+struct SecondCache {
+  bool valid;
+  int64_t seconds;
+  struct tm tm;
+  long zoneWest;
+  char date[kStampSize]; /* "%Y-%m-%d %H:%M:%S", or "" */
+  char tz[256];          /* TZ the rules were read for; "\x01" for unset */
+};
+thread_local SecondCache t_second;
+
+const SecondCache& localSecond(int64_t seconds) {
+  SecondCache& c = t_second;
+  const char* tz = getenv("TZ");
+  const char* key = tz ? tz : "\x01";
+  bool sameZone = c.valid && strncmp(c.tz, key, sizeof c.tz) == 0;
+  if (sameZone && c.seconds == seconds) return c;
+  if (!sameZone) {
+    tzset();
+    snprintf(c.tz, sizeof c.tz, "%s", key);
+  }
   time_t t = static_cast<time_t>(seconds);
-  memset(out, 0, sizeof *out);
-  tzset();
-  localtime_r(&t, out);
+  memset(&c.tm, 0, sizeof c.tm);
+  localtime_r(&t, &c.tm);
+  c.zoneWest = timezone;
+  if (strftime(c.date, sizeof c.date, "%Y-%m-%d %H:%M:%S", &c.tm) == 0) c.date[0] = '\0';
+  c.seconds = seconds;
+  c.valid = true;
+  return c;
 }
 
-/* Valid after localTime. */
-long zoneSecondsWest(void) { return timezone; }
+/* n as exactly two digits (0..99). */
+char* twoDigits(char* p, int n) {
+  *p++ = static_cast<char>('0' + n / 10);
+  *p++ = static_cast<char>('0' + n % 10);
+  return p;
+}
+
+/* ".%03.3d%+02.2d:%02.2d" of millis, hours and minutes.  The usual ranges
+   are written directly; anything else (a negative millisecond part, say)
+   goes through the printf engine, which defines the format. */
+bool appendStampSuffix(CxStringBuff* line, int32_t millis, int32_t hours, int32_t minutes) {
+  if (millis >= 0 && millis <= 999 && hours > -100 && hours < 100 && minutes >= 0 && minutes <= 99) {
+    char text[16];
+    char* p = text;
+    *p++ = '.';
+    *p++ = static_cast<char>('0' + millis / 100);
+    p = twoDigits(p, millis % 100);
+    *p++ = hours < 0 ? '-' : '+';
+    p = twoDigits(p, hours < 0 ? -hours : hours);
+    *p++ = ':';
+    p = twoDigits(p, minutes);
+    *p = '\0';
+    return CxStringBuff_append(line, text) != 0;
+  }
+  return QlgPrintf_format(nullptr, line, ".%03.3d%+02.2d:%02.2d", millis, hours, minutes) != 0;
+}
 
 /* Length of text cut to at most max bytes without splitting a UTF-8
    sequence. */
@@ -112,6 +160,25 @@ bool appendProperty(CxStringBuff* line, QlgEvent* event, const char* name, const
   return appendText(line, sep);
 }
 
+/* The stamp of ms appended to line: the user's dateTimeFormat alone, or
+   the built-in date, milliseconds and UTC offset. */
+bool appendTimeStamp(CxStringBuff* line, const QlgObject* formatter, int64_t ms) {
+  int64_t seconds = ms / 1000; /* towards zero, also for times before 1970 */
+  const SecondCache& second = localSecond(seconds);
+  const char* pattern = isFormatter(formatter) ? formatter->field2.text : nullptr;
+  if (pattern) {
+    char stamp[kStampSize];
+    formatDateTime(pattern, &second.tm, stamp);
+    return appendText(line, stamp);
+  }
+  int32_t millis = static_cast<int32_t>(ms - seconds * 1000);
+  long tz = second.zoneWest;
+  int32_t hours = static_cast<int32_t>(tz / -3600);
+  if (second.tm.tm_isdst > 0) hours += 1;
+  int32_t minutes = static_cast<int32_t>(labs((tz / 60) % 60));
+  return appendText(line, second.date) && appendStampSuffix(line, millis, hours, minutes);
+}
+
 }  // namespace
 
 extern "C" {
@@ -137,28 +204,9 @@ void QlgBasicFormatter_propertyChanged(QlgObject* formatter, const char* key) {
 }
 
 char* QlgBasicFormatter_timeStamp(const QlgObject* formatter, int64_t ms) {
-  int64_t seconds = ms / 1000; /* towards zero, also for times before 1970 */
-  struct tm tm;
-  localTime(seconds, &tm);
-  char stamp[kStampSize];
-
-  const char* pattern = isFormatter(formatter) ? formatter->field2.text : nullptr;
-  if (pattern) {
-    formatDateTime(pattern, &tm, stamp);
-    return QlgMem_strdup(stamp);
-  }
-
-  int32_t millis = static_cast<int32_t>(ms - seconds * 1000);
-  long tz = zoneSecondsWest();
-  int32_t hours = static_cast<int32_t>(tz / -3600);
-  if (tm.tm_isdst > 0) hours += 1;
-  int32_t minutes = static_cast<int32_t>(labs((tz / 60) % 60));
-
-  if (strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &tm) == 0) stamp[0] = '\0';
   CxStringBuff buf;
   memset(&buf, 0, sizeof buf);
-  if (!appendText(&buf, stamp) ||
-      QlgPrintf_format(nullptr, &buf, ".%03.3d%+02.2d:%02.2d", millis, hours, minutes) == 0) {
+  if (!appendTimeStamp(&buf, formatter, ms) || !CxStringBuff_reserve(&buf, 0)) {
     CxStringBuff_free(&buf);
     return nullptr;
   }
@@ -172,9 +220,7 @@ char* QlgBasicFormatter_format(QlgObject* formatter, QlgEvent* event) {
 
   CxStringBuff line;
   memset(&line, 0, sizeof line);
-  char* stamp = QlgBasicFormatter_timeStamp(formatter, QlgEvent_getTime(event));
-  bool ok = stamp && appendText(&line, stamp) && appendText(&line, sep);
-  QlgMem_free(stamp);
+  bool ok = appendTimeStamp(&line, formatter, QlgEvent_getTime(event)) && appendText(&line, sep);
   for (size_t i = 0; ok && i < sizeof kPrefixProps / sizeof kPrefixProps[0]; ++i)
     ok = appendProperty(&line, event, kPrefixProps[i], sep);
   if (!ok) {

@@ -29,6 +29,21 @@ const char* defaultFormat(int kind) {
   }
 }
 
+/* Decimal text of an integer: what "%d" prints, without the engine's parse
+   and its 1 KiB buffer (event source lines take this path on every call). */
+char* decimal(long value) {
+  char digits[24];
+  char* p = digits + sizeof digits;
+  *--p = '\0';
+  unsigned long magnitude = value < 0 ? 0UL - static_cast<unsigned long>(value) : static_cast<unsigned long>(value);
+  do {
+    *--p = static_cast<char>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude);
+  if (value < 0) *--p = '-';
+  return QlgMem_strdup(p);
+}
+
 }  // namespace
 
 extern "C" {
@@ -38,6 +53,8 @@ char* QlgParm_toString(const QlgParm* parm) {
   const char* format = defaultFormat(parm->kind);
   /* An unknown kind, or a string parameter without text, renders as "". */
   if (!format || (parm->kind == QLG_PARM_STRING && !parm->value.s)) return QlgMem_strdup("");
+  if (parm->kind == QLG_PARM_INT) return decimal(parm->value.i);
+  if (parm->kind == QLG_PARM_LONG) return decimal(parm->value.l);
   /* A one-item list over the caller's parameter: nothing is copied. */
   QlgParm item = *parm;
   QlgParmList list = {1, 1, &item};
