@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <pthread.h>
+#include <sched.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -106,10 +107,10 @@ int64_t msLeft(const struct timespec* d) {
   return ns <= 0 ? 0 : (ns + 999999) / 1000000;
 }
 
-void sleepMs(int64_t ms) {
+void sleepUs(int64_t us) {
   struct timespec t;
-  t.tv_sec = (time_t)(ms / 1000);
-  t.tv_nsec = (long)(ms % 1000) * 1000000L;
+  t.tv_sec = (time_t)(us / 1000000);
+  t.tv_nsec = (long)(us % 1000000) * 1000L;
   while (nanosleep(&t, &t) != 0 && errno == EINTR) {
   }
 }
@@ -140,14 +141,21 @@ int lockFile(int fd, const struct timespec* deadline) {
     }
     return 0;
   }
-  int64_t pause = 1;
-  for (;;) {
+  /* Holders keep the lock for one record, a few microseconds: a waiter
+     first yields a few times, then sleeps from 20 us up, doubling. */
+  int64_t pauseUs = 0;
+  for (int attempt = 0;; attempt++) {
     if (flock(fd, LOCK_EX | LOCK_NB) == 0) return 0;
     if (errno != EWOULDBLOCK && errno != EINTR) return errno;
     int64_t left = msLeft(deadline);
     if (left <= 0) return ETIMEDOUT;
-    sleepMs(pause < left ? pause : left);
-    if (pause < kPollMaxMs) pause *= 2;
+    if (attempt < 4) {
+      sched_yield();
+      continue;
+    }
+    pauseUs = pauseUs ? pauseUs * 2 : 20;
+    if (pauseUs > kPollMaxMs * 1000) pauseUs = kPollMaxMs * 1000;
+    sleepUs(pauseUs < left * 1000 ? pauseUs : left * 1000);
   }
 }
 
