@@ -318,14 +318,32 @@ void QlgObject_forwardToListeners(QlgObject* obj, QlgEvent* event) {
     if (obj->cls && obj->cls->kind == QLG_KIND_LOGGER) report(1, obj->name);
     return;
   }
-  for (QlgListenerGroupEntry* e = (*group)->first; e; e = e->next) {
-    QlgObject* member = QlgObject_addRef(e->value);
+  /* A publish may rewire this object (a new listenerNames replaces the
+     group and frees its entries), so the members are taken, each with a
+     reference, before the first one runs: the event goes to the listeners
+     the object had when it arrived. */
+  size_t count = 0;
+  for (QlgListenerGroupEntry* e = (*group)->first; e; e = e->next) count++;
+  QlgObject* local[8];
+  QlgObject** members = local;
+  if (count > sizeof local / sizeof local[0]) {
+    members = static_cast<QlgObject**>(QlgMem_alloc(count * sizeof *members));
+    if (!members) {
+      report(20);
+      return;
+    }
+  }
+  size_t n = 0;
+  for (QlgListenerGroupEntry* e = (*group)->first; e; e = e->next) members[n++] = QlgObject_addRef(e->value);
+  for (size_t i = 0; i < n; i++) {
+    QlgObject* member = members[i];
     if (member->cls && member->cls->kind == QLG_KIND_FILTER)
       member->cls->slots.filter.receive(member, event);
     else if (member->cls && member->cls->kind == QLG_KIND_HANDLER)
       member->cls->slots.handler.publish(member, event);
     QlgObject_release(member);
   }
+  if (members != local) QlgMem_free(members);
 }
 
 void QlgObject_filterReceive(QlgObject* filter, QlgEvent* event) {

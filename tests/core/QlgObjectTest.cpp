@@ -267,3 +267,41 @@ TEST(Dispatch, LoggerListedAsAListenerIsSkippedAndSilencedHandlerIgnoresEvents) 
     QlgObject_release(app);
   });
 }
+
+namespace {
+
+/* A handler that rewires the logger "app" from inside its publish, the way
+   a handler that reacts to an event by reconfiguring the chain would. */
+void rewiringPublish(QlgObject* handler, QlgEvent* event) {
+  recorderPublish(handler, event);
+  QlgObject* app = QlgObject_find("app");
+  QlgObject_storeProperty(app, "listenerNames", "late");
+  QlgObject_release(app);
+}
+
+}  // namespace
+
+TEST(Dispatch, ListenersPresentWhenTheEventArrivedGetItEvenIfAPublishReplacesTheGroup) {
+  inChild([] {
+    start("app.className=qlg_basiclogger\napp.listenerNames=rewire h2\n"
+          "rewire.className=test_rewiring\nh2.className=test_recorder\n"
+          "late.className=test_recorder\n");
+    QlgClass_registerHandler("test_rewiring", nullptr, nullptr, nullptr,
+                             QlgObject_basePropertyChanged, rewiringPublish, nullptr, nullptr);
+    QlgObject* app = QlgObject_create("app", nullptr);
+    ASSERT_NE(app, nullptr);
+    /* Only the group holds the two listeners: replacing the group tears the
+       first one down while its publish is still on the stack. */
+    QlgLogger_logMin(app, nullptr, nullptr, 0, "first", 0);
+    std::vector<std::string> order;
+    for (auto& s : seen()) order.push_back(s.handler);
+    EXPECT_EQ(order, (std::vector<std::string>{"rewire", "h2"}));
+    EXPECT_EQ(listenerNames(app), (std::vector<std::string>{"late"}));
+    EXPECT_EQ(QlgObject_find("rewire"), nullptr);
+    seen().clear();
+    QlgLogger_logMin(app, nullptr, nullptr, 0, "second", 0);
+    ASSERT_EQ(seen().size(), 1u);
+    EXPECT_EQ(seen()[0].handler, "late");
+    QlgObject_release(app);
+  });
+}
