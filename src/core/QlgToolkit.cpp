@@ -244,6 +244,10 @@ void QlgToolkit_shutdown(void) {
       }
       e = restart ? g_reg.objects->first : next;
     }
+    /* The error logger goes down with the rest and in registry order, so a
+       report from a later object's close must not reach it: such reports
+       are dropped, as before start-up. */
+    g_errorLogger = nullptr;
     QlgObject_tearDownAll();
     QlgStringToObjMap_destroy(g_reg.objects);
     g_reg.objects = nullptr;

@@ -176,3 +176,29 @@ TEST(InternalMessages, StatusReportCarriesTheSystemText) {
         << out;
   });
 }
+
+TEST(ToolkitShutdown, AReportFromAHandlerClosedDuringShutdownIsDroppedNotSentToAFreedLogger) {
+  inChild([] {
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    static int closes = 0;
+    /* A handler whose close reports, as a file handler does when its last
+       write fails. */
+    QlgClass_registerHandler("test_reporting_close", nullptr, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, [](QlgObject*) {
+                               closes++;
+                               QlgMisc_report(6000, 20, "QLGBC0020E Out of memory.\r", 0);
+                             });
+    QlgObject* h = QlgObject_create("late.handler", "test_reporting_close");
+    ASSERT_NE(h, nullptr);
+    std::string out;
+    {
+      CaptureFd err(2);
+      QlgToolkit_shutdown();
+      out = err.text();
+    }
+    EXPECT_EQ(closes, 1);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(QlgToolkit_getErrorLogger(), nullptr);
+    EXPECT_EQ(QlgToolkit_registries()->objects, nullptr);
+  });
+}
