@@ -105,6 +105,15 @@ int openActive(QlgFileHandlerData* data) {
   return 1;
 }
 
+/* Is the active file still there under its name?  A path too long for the
+   bounded record is asked of the file system by its full name instead. */
+bool stillPresent(const QlgFileHandlerData* data) {
+  /* 20: the path names something that is not a directory, i.e. our file. */
+  if (data->pathRecord.length > 0) return CxFile_isDirectory(&data->pathRecord) == ENOTDIR;
+  CxFileStat st;
+  return CxStatus_isOk(CxFile_statPath(&st, data->path));
+}
+
 bool rolloverDue(const QlgFileHandlerData* data) {
   return data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize;
 }
@@ -445,8 +454,7 @@ void QlgFileHandler_open(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data || !data->path) return;
   if (data->isOpen) {
-    /* 20: the path names something that is not a directory, i.e. our file. */
-    if (CxFile_isDirectory(&data->pathRecord) == ENOTDIR) {
+    if (stillPresent(data)) {
       if (!rolloverDue(data)) return;
       QlgFileHandler_close(handler);
       QlgFileHandler_rollover(data);

@@ -361,6 +361,22 @@ TEST_F(FileHandlerTest, FileRemovedOrMovedWhileOpenIsCreatedAgainWithItsHead) {
   EXPECT_EQ(readFile(dir_.file("moved.log")), "HEAD\nb\n");
 }
 
+/* A name of the full 260 characters composes to a longer path (the base
+   name keeps its separator); the file must still count as present. */
+TEST_F(FileHandlerTest, FileAtTheLongestAcceptedNameIsOpenedOnceWithOneHead) {
+  const std::string leaf = "/lp.log";
+  std::string middle(260 - dir_.path().size() - 1 - leaf.size(), 'd');
+  for (size_t i = 100; i + 1 < middle.size(); i += 101) middle[i] = '/';
+  std::string name = dir_.path() + "/" + middle + leaf;
+  ASSERT_EQ(name.size(), 260u);
+  QlgObject* h = handler({{"fileName", name}}, true);
+  ASSERT_NE(data(h)->path, nullptr);
+  log(h, "a");
+  log(h, "b");
+  log(h, "c");
+  EXPECT_EQ(readFile(name), "HEAD\na\nb\nc\n");
+}
+
 TEST_F(FileHandlerTest, DirectoryThatCannotBeMadeIsReportedAndLaterRecovered) {
   std::string blocker = dir_.write("file.txt", "not a directory");
   QlgObject* h = handler({{"fileName", blocker + "/sub/x.log"}});
