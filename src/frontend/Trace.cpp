@@ -68,33 +68,35 @@ Trace& Trace::operator<<(const Modifier& modifier) {
   return *this;
 }
 
+/* Formatted values go through the text operator, so a formatting that
+   fails (null) reads "(null)" like any null text. */
 Trace& Trace::operator<<(char value) {
-  if (wanted()) message_.concat(format("%c", value));
+  if (wanted()) *this << format("%c", value);
   return *this;
 }
 
 Trace& Trace::operator<<(int value) {
-  if (wanted()) message_.concat(format("%d", value));
+  if (wanted()) *this << format("%d", value);
   return *this;
 }
 
 Trace& Trace::operator<<(unsigned int value) {
-  if (wanted()) message_.concat(format("%u", value));
+  if (wanted()) *this << format("%u", value);
   return *this;
 }
 
 Trace& Trace::operator<<(long value) {
-  if (wanted()) message_.concat(format("%ld", value));
+  if (wanted()) *this << format("%ld", value);
   return *this;
 }
 
 Trace& Trace::operator<<(unsigned long value) {
-  if (wanted()) message_.concat(format("%lu", value));
+  if (wanted()) *this << format("%lu", value);
   return *this;
 }
 
 Trace& Trace::operator<<(void* value) {
-  if (wanted()) message_.concat(format("%p", value));
+  if (wanted()) *this << format("%p", value);
   return *this;
 }
 
