@@ -209,6 +209,12 @@ void QlgObject_tearDownAll(void) {
   QlgStringToObjMap* registry = QlgToolkit_registries()->objects;
   while (registry && registry->first) {
     QlgObject* obj = registry->first->value;
+    if (!obj->cls) {
+      /* A corrupt object cannot be torn down (release ignores it); it is
+         only unlinked, or the walk would never end. */
+      QlgStringToObjMap_remove(registry, registry->first->key);
+      continue;
+    }
     /* As if one outside holder were left: the release then tears it down. */
     obj->refCount = 2;
     QlgObject_release(obj);

@@ -8,6 +8,7 @@
 #include <ardel/QlgToolkit.h>
 
 #include "core/QlgObjectContainers.h"
+#include "core/QlgToolkitInt.h"
 #include "support/Recorder.h"
 #include "support/TestSupport.h"
 
@@ -303,5 +304,30 @@ TEST(Dispatch, ListenersPresentWhenTheEventArrivedGetItEvenIfAPublishReplacesThe
     ASSERT_EQ(seen().size(), 1u);
     EXPECT_EQ(seen()[0].handler, "late");
     QlgObject_release(app);
+  });
+}
+
+TEST(ObjectLifetime, ACorruptObjectIsReportedWithKey60AndDoesNotStopShutdown) {
+  inChild([] {
+    start("");
+    QlgObject* broken = QlgObject_create("broken", "qlg_basiclogger");
+    ASSERT_NE(broken, nullptr);
+    broken->cls = nullptr; /* as if its record had been overwritten */
+    std::string out;
+    {
+      CaptureFd err(2);
+      EXPECT_EQ(QlgObject_create("broken", nullptr), nullptr);
+      out = err.text();
+    }
+    EXPECT_NE(out.find("QLGBC0060W The object named 'broken' is corrupt.\r\n"), std::string::npos)
+        << out;
+    /* A watchdog, not a timing: shutdown used to spin on the corrupt entry. */
+    alarm(30);
+    QlgToolkit_shutdown();
+    alarm(0);
+    EXPECT_EQ(QlgToolkit_registries()->objects, nullptr);
+    /* Nobody can tear a classless object down; its holder frees it. */
+    QlgMem_free(broken->name);
+    QlgMem_free(broken);
   });
 }
