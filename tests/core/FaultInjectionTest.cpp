@@ -151,3 +151,33 @@ TEST(FaultInjection, LogCallDeliversOrDropsTheEvent) {
           QlgObject_release(app);
         });
 }
+
+TEST(FaultInjection, AWideListenerGroupGetsTheEventWholeOrNotAtAll) {
+  static TempDir dir;
+  static std::string path = dir.write(
+      "wide.properties",
+      "wide.className=qlg_basiclogger\nwide.listenerNames=r1 r2 r3 r4 r5 r6 r7 r8 r9 r10\n"
+      "r1.className=test_recorder\nr2.className=test_recorder\nr3.className=test_recorder\n"
+      "r4.className=test_recorder\nr5.className=test_recorder\nr6.className=test_recorder\n"
+      "r7.className=test_recorder\nr8.className=test_recorder\nr9.className=test_recorder\n"
+      "r10.className=test_recorder\n");
+  static QlgObject* wide = nullptr;
+  sweep([&] {
+          ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
+          registerRecorder();
+          wide = QlgObject_create("wide", nullptr);
+          seen().clear();
+        },
+        [] {
+          CaptureFd err(2);
+          QlgLogger_logMin(wide, nullptr, nullptr, 0, "plain", 0);
+        },
+        [] {
+          /* Either every listener saw it or none did. */
+          EXPECT_TRUE(seen().empty() || seen().size() == 10u) << seen().size();
+          seen().clear();
+          QlgLogger_logMin(wide, nullptr, nullptr, 0, "plain", 0);
+          EXPECT_EQ(seen().size(), 10u);
+          QlgObject_release(wide);
+        });
+}
