@@ -105,8 +105,8 @@ int openActive(QlgFileHandlerData* data) {
   return 1;
 }
 
-/* Is the active file still there under its name?  A path too long for the
-   bounded record is asked of the file system by its full name instead. */
+/* Is the active file still there under its name?  A path the bounded
+   record cannot hold as it is asked of the file system by its full name. */
 bool stillPresent(const QlgFileHandlerData* data) {
   /* 20: the path names something that is not a directory, i.e. our file. */
   if (data->pathRecord.length > 0) return CxFile_isDirectory(&data->pathRecord) == ENOTDIR;
@@ -286,7 +286,10 @@ void QlgFileHandler_setFileName(const char* name, QlgFileHandlerData* data) {
     QlgMem_free(data->path);
     data->path = nullptr;
   }
-  if (!data->path || !CxFilePath_set(&data->pathRecord, data->path)) {
+  /* The record turns a backslash into "/", which here names another file:
+     such a path, like one too long for the record, is looked up by name. */
+  if (!data->path || strchr(data->path, '\\') ||
+      !CxFilePath_set(&data->pathRecord, data->path)) {
     data->pathRecord.text[0] = '\0';
     data->pathRecord.length = 0;
   }

@@ -377,6 +377,17 @@ TEST_F(FileHandlerTest, FileAtTheLongestAcceptedNameIsOpenedOnceWithOneHead) {
   EXPECT_EQ(readFile(name), "HEAD\na\nb\nc\n");
 }
 
+/* Paths are used as given: a backslash is an ordinary character of the name
+   here, and the file it names must still be found between records. */
+TEST_F(FileHandlerTest, NameWithBackslashIsOpenedOnceWithOneHead) {
+  QlgObject* h = handler({{"fileName", dir_.file("bs\\x.log")}}, true);
+  ASSERT_NE(data(h)->path, nullptr);
+  std::string path = data(h)->path;
+  log(h, "a");
+  log(h, "b");
+  EXPECT_EQ(readFile(path), "HEAD\na\nb\n") << path;
+}
+
 TEST_F(FileHandlerTest, DirectoryThatCannotBeMadeIsReportedAndLaterRecovered) {
   std::string blocker = dir_.write("file.txt", "not a directory");
   QlgObject* h = handler({{"fileName", blocker + "/sub/x.log"}});
