@@ -7,14 +7,13 @@
  * file that has reached maxFileSize is closed (tail), rolled over and
  * reopened (head) before the next record goes in.
  *
- * Cost per record: the size is tracked from the write counts instead of
- * being read back from the file (only this handler writes it; several
- * writing processes need qlg_multiproc_filehandler, which does read it).
- * The removal rule needs to look at the file system on every record; one
- * path lookup (CxFile_isDirectory) answers both "is it still there" and
- * "is it still a file", and unlike a test of the open descriptor it also
- * notices a file that was renamed away (as log rotation tools do).  So a
- * record costs one lookup and one write(2), nothing else.
+ * Cost per record: the removal rule needs to look at the file system on
+ * every record; one path lookup (CxFile_isDirectory) answers both "is it
+ * still there" and "is it still a file", and unlike a test of the open
+ * descriptor it also notices a file that was renamed away (as log rotation
+ * tools do).  The size for the rollover test is then read from the open
+ * file, since another program may have emptied it in place or appended to
+ * it.  So a record costs one lookup, one fstat and one write(2).
  */
 #include "handlers/QlgFileHandler.h"
 
@@ -457,14 +456,22 @@ void QlgFileHandler_open(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data || !data->path) return;
   if (data->isOpen) {
-    if (stillPresent(data)) {
+    int64_t size = 0;
+    CxStatus st = CxStatus_ok();
+    if (!stillPresent(data)) {
+      /* Removed or moved away: start a new file, head included. */
+      closeFd(data);
+    } else if (!CxStatus_isOk(st = CxFile_stat(data->fd, &size))) {
+      QlgMisc_reportStatus(st);
+      closeFd(data);
+    } else {
+      /* Read, not tracked: another program may have emptied the file in
+         place (copy-and-truncate rotation) or appended to it. */
+      data->size = (uint64_t)size;
       if (!rolloverDue(data)) return;
       QlgFileHandler_close(handler);
       QlgFileHandler_rollover(data);
       data->size = 0;
-    } else {
-      /* Removed or moved away: start a new file, head included. */
-      closeFd(data);
     }
   }
   if (data->fd >= 0) closeFd(data);

@@ -332,6 +332,21 @@ TEST_F(FileHandlerTest, FileExceedsTheLimitByAtMostOneRecord) {
   EXPECT_EQ(readFile(dir_.file("lim1.log")).size(), 124u) << "four records: 93 bytes < 100, the fourth tips it";
 }
 
+/* The rollover test reads the file's own size, so a file emptied in place by
+   another program (as copy-and-truncate rotation does) starts over. */
+TEST_F(FileHandlerTest, RolloverTestUsesTheSizeReadFromTheFile) {
+  QlgObject* h = handler({{"fileName", dir_.file("cut.log")}, {"maxFileBytes", "10"}});
+  log(h, std::string(12, 'a'));
+  ASSERT_EQ(truncate(dir_.file("cut.log").c_str(), 0), 0);
+  log(h, "b");
+  EXPECT_FALSE(exists(dir_.file("cut1.log"))) << "an emptied file is not rolled over";
+  EXPECT_EQ(readFile(dir_.file("cut.log")), "b\n");
+  log(h, std::string(12, 'c'));
+  log(h, "d");
+  EXPECT_EQ(readFile(dir_.file("cut1.log")), "b\n" + std::string(12, 'c') + "\n");
+  EXPECT_EQ(readFile(dir_.file("cut.log")), "d\n");
+}
+
 TEST_F(FileHandlerTest, WithOneFileNoRolloverHappens) {
   QlgObject* h = handler({{"fileName", dir_.file("one.log")}, {"maxFiles", "1"}, {"maxFileBytes", "5"}});
   for (int i = 0; i < 10; i++) log(h, "0123456789");
