@@ -507,7 +507,14 @@ bool isPointerType(int32_t type) {
 /* A slot read as an integer or a floating value whatever its type, so that a
    parameter of the wrong kind prints something instead of garbage. */
 uint64_t slotInteger(const Slot* s) {
-  if (s->type == kDouble || s->type == kLongDouble) return static_cast<uint64_t>(static_cast<int64_t>(s->real));
+  if (s->type == kDouble || s->type == kLongDouble) {
+    /* Saturated: converting a value outside int64_t is undefined. */
+    double r = s->real;
+    if (!(r == r)) return 0;
+    if (r >= 9223372036854775807.0) return static_cast<uint64_t>(INT64_MAX);
+    if (r <= -9223372036854775808.0) return static_cast<uint64_t>(INT64_MIN);
+    return static_cast<uint64_t>(static_cast<int64_t>(r));
+  }
   return s->bits;
 }
 

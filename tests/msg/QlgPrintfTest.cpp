@@ -465,6 +465,11 @@ TEST(QlgPrintfParms, UnknownKindLeavesTheSlotZero) {
   EXPECT_EQ(fp("%d %d", p), "0 5");
 }
 
+TEST(QlgPrintfParms, DoubleGivenToAnIntegerConversionSaturatesInsteadOfOverflowing) {
+  Parms p{pDouble(1e76), pDouble(-1e76), pDouble(NAN), pDouble(-42.9)};
+  EXPECT_EQ(fp("%X %X %d %d", p), "7FFFFFFFFFFFFFFF 8000000000000000 0 -42");
+}
+
 /* ---- Allocation failures ----------------------------------------------------------- */
 
 namespace {
