@@ -817,6 +817,8 @@ void putExponent(Output* o, char letter, int exponent) {
 void putExponential(Output* o, const Digits& g, int prec, int flags, bool upper, bool trimZeros) {
   int64_t fraction = prec;
   if (trimZeros) {
+    /* Past the generated digits there are only zeros. */
+    if (fraction > g.count - 1) fraction = g.count > 1 ? g.count - 1 : 0;
     while (fraction > 0 && g.at(fraction) == '0') fraction--;
   }
   char lead = g.at(0);
@@ -826,9 +828,12 @@ void putExponential(Output* o, const Digits& g, int prec, int flags, bool upper,
   putExponent(o, upper ? 'E' : 'e', g.count > 0 ? g.decpt - 1 : 0);
 }
 
-void putFixed(Output* o, const Digits& g, int prec, int flags, bool trimZeros) {
+void putFixed(Output* o, const Digits& g, int64_t prec, int flags, bool trimZeros) {
   int64_t fraction = prec;
   if (trimZeros) {
+    /* Past the generated digits there are only zeros. */
+    int64_t last = static_cast<int64_t>(g.count) - g.decpt;
+    if (fraction > last) fraction = last > 0 ? last : 0;
     while (fraction > 0 && g.at(g.decpt + fraction - 1) == '0') fraction--;
   }
   putIntegerPart(o, g, flags);
@@ -913,7 +918,8 @@ void putFloatBody(Output* o, char conversion, int flags, int precision, double a
       if (x < -4 || x >= p) {
         putExponential(o, g, p - 1, flags, upper, trim);
       } else {
-        putFixed(o, g, p - 1 - x, flags, trim);
+        /* 64 bits: a precision near INT_MAX with a small number passes it. */
+        putFixed(o, g, static_cast<int64_t>(p) - 1 - x, flags, trim);
       }
       break;
     }

@@ -306,6 +306,16 @@ TEST(QlgPrintfFloat, AtMostSixteenSignificantDigitsAreGenerated) {
   EXPECT_PRINTS("0.3333333333333333", "%.20g", 1.0 / 3.0);
 }
 
+TEST(QlgPrintfFloat, GeneralFormWithTheLargestPrecisionPrintsOnlyItsSignificantDigits) {
+  /* The fixed branch of %g has precision - 1 - exponent decimals, which for
+     a precision near INT_MAX and a negative exponent is past INT_MAX. */
+  EXPECT_PRINTS("0.01", "%.2147483647g", 0.01);
+  EXPECT_PRINTS("0.0001", "%.2147483646g", 0.0001);
+  EXPECT_PRINTS("  1.5", "%5.2147483647g", 1.5);
+  EXPECT_PRINTS("1" + std::string(300, '0'), "%.2147483647g", 1e300);
+  EXPECT_PRINTS("0.3333333333333333", "%.2147483647g", 1.0 / 3.0);
+}
+
 TEST(QlgPrintfFloat, InfinityNaNAndHexadecimalForms) {
   const double inf = std::numeric_limits<double>::infinity();
   EXPECT_PRINTS("inf -inf INF   inf nan", "%f %e %G %05g %f", inf, -inf, inf, inf, std::nan(""));
