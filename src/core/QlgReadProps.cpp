@@ -179,8 +179,10 @@ bool feed(Reader* r, unsigned char c) {
   if (r->state >= kHex1) {
     int h = hexValue(c);
     if (h < 0) return false;
-    static const int32_t kWeight[4] = {4096, 256, 16, 1};
-    r->unicode += h * kWeight[r->state - kHex1];
+    static const uint32_t kWeight[4] = {4096, 256, 16, 1};
+    /* Never reset, so enough escapes carry the sum past 32 bits: it wraps. */
+    r->unicode = static_cast<int32_t>(static_cast<uint32_t>(r->unicode) +
+                                      static_cast<uint32_t>(h) * kWeight[r->state - kHex1]);
     if (r->state != kHex4) {
       r->state = static_cast<State>(r->state + 1);
       return true;
