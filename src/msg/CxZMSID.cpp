@@ -68,7 +68,8 @@ const Shape* match(const Classes& c) {
       if (!digits(c, 5, 6)) return nullptr;
       if (!c.digit[7] && c.severity[7]) return &k521;
       if (digits(c, 7, 8) && c.severity[9]) return &k541;
-      if (c.digit[7] && c.severity[8]) return &k531;
+      /* Only the severity is tested here, as the shape order has it. */
+      if (c.severity[8]) return &k531;
       return nullptr;
     case 6:
       if (digits(c, 6, 8) && c.severity[9]) return &k631;

@@ -69,6 +69,22 @@ TEST(CxZMSID, ShapesAreTriedInTheDocumentedOrder) {
   EXPECT_STREQ(CxZMSID_parse(&id, "QLG0034Exyz")->shapeName, "ORX3.4.1");
 }
 
+TEST(CxZMSID, FiveLettersTwoDigitsAndASeverityAtEightTakeTheThreeDigitShape) {
+  /* After the two-digit and four-digit tests fail, a five-letter ID needs
+     only its severity at position 8; position 7 is not examined again. */
+  CxZMSID id;
+  CxZMSID_parse(&id, "QLGBC12xE rest");
+  EXPECT_STREQ(id.shapeName, "ORX5.3.1");
+  EXPECT_EQ(id.shapeNumber, 531u);
+  EXPECT_EQ(id.length, 9);
+  EXPECT_STREQ(id.idText, "QLGBC12xE");
+  EXPECT_EQ(id.severity, 'E');
+  /* A severity at 7 still wins first: the two-digit shape. */
+  EXPECT_STREQ(CxZMSID_parse(&id, "QLGBC12WE")->shapeName, "ORX5.2.1");
+  /* Without a severity at 8 nothing fits. */
+  EXPECT_STREQ(CxZMSID_parse(&id, "QLGBC12xx")->shapeName, "");
+}
+
 TEST(CxZMSID, ALowerCaseSeverityIsNotRecognised) {
   CxZMSID id;
   CxZMSID_parse(&id, "qlg0034e");
