@@ -136,6 +136,41 @@ QlgI18Msg* classDescription(QlgClass* cls) {
   return cls->description;
 }
 
+/* The objects an event is passing through on this thread, outermost first.
+   listenerNames may form a cycle (an object listed among its own listeners,
+   directly or further down); an object already on the path does not get
+   the event again, so such a configuration cannot recurse without end. */
+const int kMaxDispatchDepth = 32;
+struct DispatchPath {
+  const QlgObject* objects[kMaxDispatchDepth];
+  int depth;
+};
+thread_local DispatchPath t_path;
+
+bool onDispatchPath(const QlgObject* obj) {
+  const DispatchPath& p = t_path;
+  for (int i = 0; i < p.depth; i++)
+    if (p.objects[i] == obj) return true;
+  return false;
+}
+
+class DispatchStep {
+ public:
+  explicit DispatchStep(const QlgObject* obj) {
+    DispatchPath& p = t_path;
+    if (onDispatchPath(obj) || p.depth == kMaxDispatchDepth) return;
+    p.objects[p.depth++] = obj;
+    entered_ = true;
+  }
+  ~DispatchStep() {
+    if (entered_) t_path.depth--;
+  }
+  bool entered() const { return entered_; }
+
+ private:
+  bool entered_ = false;
+};
+
 }  // namespace
 
 extern "C" {
@@ -319,6 +354,8 @@ void QlgObject_basePropertyChanged(QlgObject* obj, const char* key) {
 
 void QlgObject_forwardToListeners(QlgObject* obj, QlgEvent* event) {
   if (!obj || !obj->logging) return;
+  DispatchStep step(obj);
+  if (!step.entered()) return;
   QlgListenerGroup** group = listenerSlot(obj);
   if (!group || !*group || !(*group)->first) {
     if (obj->cls && obj->cls->kind == QLG_KIND_LOGGER) report(1, obj->name);
@@ -343,7 +380,9 @@ void QlgObject_forwardToListeners(QlgObject* obj, QlgEvent* event) {
   for (QlgListenerGroupEntry* e = (*group)->first; e; e = e->next) members[n++] = QlgObject_addRef(e->value);
   for (size_t i = 0; i < n; i++) {
     QlgObject* member = members[i];
-    if (member->cls && member->cls->kind == QLG_KIND_FILTER)
+    if (onDispatchPath(member))
+      ; /* already passing the event on further up: a cycle */
+    else if (member->cls && member->cls->kind == QLG_KIND_FILTER)
       member->cls->slots.filter.receive(member, event);
     else if (member->cls && member->cls->kind == QLG_KIND_HANDLER)
       member->cls->slots.handler.publish(member, event);

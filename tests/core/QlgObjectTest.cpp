@@ -331,3 +331,19 @@ TEST(ObjectLifetime, ACorruptObjectIsReportedWithKey60AndDoesNotStopShutdown) {
     QlgMem_free(broken);
   });
 }
+
+TEST(Dispatch, ListenerCyclesDeliverOnceAndDoNotRecurse) {
+  inChild([] {
+    start("app.className=qlg_basiclogger\napp.listenerNames=a self\n"
+          "a.className=test_recorder\na.listenerNames=b\n"
+          "b.className=test_recorder\nb.listenerNames=a app\n"
+          "self.className=test_recorder\nself.listenerNames=self\n");
+    QlgObject* app = QlgObject_create("app", nullptr);
+    ASSERT_NE(app, nullptr);
+    QlgLogger_logMin(app, nullptr, nullptr, 0, "once", 0);
+    std::vector<std::string> order;
+    for (auto& s : seen()) order.push_back(s.handler);
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "self"}));
+    QlgObject_release(app);
+  });
+}
