@@ -17,16 +17,6 @@
 
 using namespace ardeltest;
 
-namespace {
-void start(const std::string& properties) {
-  static TempDir dir;
-  std::string path = dir.write("t.properties", properties);
-  ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
-  registerRecorder();
-  seen().clear();
-}
-}  // namespace
-
 TEST(LevelParse, NumbersKeywordsAndPrefixLeniency) {
   struct Case { const char* text; int level; } cases[] = {
       {"debug_mid", 2000}, {"7", 7}, {"  42abc", 42}, {"-9999", -9999}, {"verbose", -9999},
@@ -76,7 +66,7 @@ TEST(Events, TaggedItemsBecomeParametersPropertiesAndLevel) {
 
 TEST(Events, SixtyThreeTagsAreAcceptedSixtyFourAreReported) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     auto run = [](int tags) {
       /* tags - 1 level tags, then the end tag (or one more level tag). */
       std::vector<long> v(70, 3000);
@@ -106,7 +96,7 @@ TEST(Events, SixtyThreeTagsAreAcceptedSixtyFourAreReported) {
 
 TEST(Events, UnknownTagIsReportedAndTheEventKeepsWhatWasRead) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
     QlgObject* app = QlgObject_create("app", nullptr);
     CaptureFd err(2);
     QlgLogger_logMin(app, nullptr, nullptr, 0, "%1$s-%2$s", QLG_PARM_STRING, "a", 12345,
@@ -123,7 +113,7 @@ TEST(Events, UnknownTagIsReportedAndTheEventKeepsWhatWasRead) {
 
 TEST(LoggerThreshold, NewLoggerPassesOnlyMinimumTrace) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
     QlgObject* app = QlgObject_create("app", nullptr);
     EXPECT_EQ(app->field1.level, 3000);
     QlgLogger_logMin(app, nullptr, nullptr, 0, "min", 0);
@@ -141,7 +131,7 @@ TEST(LoggerThreshold, NewLoggerPassesOnlyMinimumTrace) {
 
 TEST(LoggerThreshold, UnknownLevelNamePassesEverything) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.level=verbose\napp.listenerNames=r\n"
+    startWithRecorder("app.className=qlg_basiclogger\napp.level=verbose\napp.listenerNames=r\n"
           "r.className=test_recorder\n");
     QlgObject* app = QlgObject_create("app", nullptr);
     EXPECT_EQ(app->field1.level, -9999);
@@ -155,7 +145,7 @@ TEST(LoggerThreshold, UnknownLevelNamePassesEverything) {
 
 TEST(LoggerThreshold, EmptyLevelReportsKey4AndSetsInfo) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n"
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n"
           "x.y=1\napp.level=\n");
     std::string out;
     QlgObject* app;
@@ -176,7 +166,7 @@ TEST(LoggerThreshold, EmptyLevelReportsKey4AndSetsInfo) {
 
 TEST(LoggerThreshold, OffStillPassesLevel9999AndSilencedLoggerDoesNothing) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.level=OFF\napp.listenerNames=r\n"
+    startWithRecorder("app.className=qlg_basiclogger\napp.level=OFF\napp.listenerNames=r\n"
           "r.className=test_recorder\nmute.className=qlg_basiclogger\nmute.logging=off\n");
     QlgObject* app = QlgObject_create("app", nullptr);
     EXPECT_TRUE(QlgLogger_isLoggable(app, 9999));
@@ -193,7 +183,7 @@ TEST(LoggerThreshold, OffStillPassesLevel9999AndSilencedLoggerDoesNothing) {
 
 TEST(LoggerEvents, SourceLineIsRecordedOnlyWithAFile) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
     QlgObject* app = QlgObject_create("app", nullptr);
     QlgLogger_logMin(app, nullptr, "fn", 12, "a", 0);
     QlgLogger_logMin(app, "f.c", nullptr, 0, "b", 0);
@@ -221,7 +211,7 @@ void countingPublish(QlgObject*, QlgEvent* event) {
 
 TEST(LoggerThreads, EveryEventFromEightThreadsArrivesExactlyOnce) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=count\ncount.className=test_counting\n");
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=count\ncount.className=test_counting\n");
     QlgClass_registerHandler("test_counting", nullptr, nullptr, nullptr, nullptr, countingPublish,
                              nullptr, nullptr);
     std::set<long> ids;

@@ -17,13 +17,6 @@ using namespace ardeltest;
 namespace {
 
 /* Starts the toolkit on a properties text and registers the recorder. */
-void start(const std::string& properties) {
-  static TempDir dir;
-  std::string path = dir.write("t.properties", properties);
-  ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
-  registerRecorder();
-  seen().clear();
-}
 
 std::vector<std::string> listenerNames(QlgObject* obj) {
   std::vector<std::string> names;
@@ -36,7 +29,7 @@ std::vector<std::string> listenerNames(QlgObject* obj) {
 
 TEST(ObjectLifetime, CreatingAnExistingNameReturnsTheSameObject) {
   inChild([] {
-    start("app.className=qlg_basiclogger\n");
+    startWithRecorder("app.className=qlg_basiclogger\n");
     QlgObject* a = QlgObject_create("app", nullptr);
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(a->refCount, 2); /* registry and caller */
@@ -50,7 +43,7 @@ TEST(ObjectLifetime, CreatingAnExistingNameReturnsTheSameObject) {
 
 TEST(ObjectLifetime, AnotherClassForAnExistingNameFailsWithKey61AndKeepsTheObject) {
   inChild([] {
-    start("app.className=qlg_basiclogger\n");
+    startWithRecorder("app.className=qlg_basiclogger\n");
     QlgObject* a = QlgObject_create("app", nullptr);
     std::string out;
     {
@@ -70,7 +63,7 @@ TEST(ObjectLifetime, AnotherClassForAnExistingNameFailsWithKey61AndKeepsTheObjec
 
 TEST(ObjectLifetime, UnknownOrMissingClassIsReported) {
   inChild([] {
-    start("ghost.className=no_such_class\n");
+    startWithRecorder("ghost.className=no_such_class\n");
     CaptureFd err(2);
     EXPECT_EQ(QlgObject_create("x", "no_such_class"), nullptr);
     EXPECT_EQ(QlgObject_create("ghost", nullptr), nullptr);
@@ -87,7 +80,7 @@ TEST(ObjectLifetime, UnknownOrMissingClassIsReported) {
 
 TEST(ObjectLifetime, LastOutsideReleaseTearsDownAndUnregisters) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     static int destroyed = 0;
     QlgClass_registerHandler(
         "test_counted", nullptr, [] { return QlgMem_alloc(4); },
@@ -106,7 +99,7 @@ TEST(ObjectLifetime, LastOutsideReleaseTearsDownAndUnregisters) {
 
 TEST(ObjectLifetime, ReleaseOfAnObjectOnlyTheRegistryHoldsDoesNotTearDown) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     QlgObject* h = QlgObject_create("h", "test_recorder");
     QlgObject_release(h);            /* 2 -> 1: torn down, unregistered */
     EXPECT_EQ(QlgObject_find("h"), nullptr);
@@ -121,7 +114,7 @@ TEST(ObjectLifetime, ReleaseOfAnObjectOnlyTheRegistryHoldsDoesNotTearDown) {
 
 TEST(ObjectLifetime, SecondRegistrationOfAClassNameIsIgnored) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     QlgClass* first = QlgClass_find("test_recorder");
     QlgClass_registerLogger("test_recorder", nullptr, nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(QlgClass_find("test_recorder"), first);
@@ -131,7 +124,7 @@ TEST(ObjectLifetime, SecondRegistrationOfAClassNameIsIgnored) {
 
 TEST(ObjectLifetime, EveryHandlerStartsWithTheSharedDefaultFormatter) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     QlgObject* fmt = QlgObject_find("ardel.defaultFormatter");
     int before = fmt->refCount;
     QlgObject* h1 = QlgObject_create("h1", "test_recorder");
@@ -148,7 +141,7 @@ TEST(ObjectLifetime, EveryHandlerStartsWithTheSharedDefaultFormatter) {
 
 TEST(GenericProperties, LoggingSwitchAcceptsOnTrueOffFalseInAnyCase) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     QlgObject* h = QlgObject_create("h", "test_recorder");
     QlgObject_storeProperty(h, "logging", "FALSE");
     EXPECT_EQ(QlgObject_isLogging(h), 0);
@@ -166,7 +159,7 @@ TEST(GenericProperties, LoggingSwitchAcceptsOnTrueOffFalseInAnyCase) {
 
 TEST(GenericProperties, ListenerNamesAreResolvedWhenAppliedOnceEachAndReplaceable) {
   inChild([] {
-    start("a.className=test_recorder\nb.className=test_recorder\n"
+    startWithRecorder("a.className=test_recorder\nb.className=test_recorder\n"
           "app.className=qlg_basiclogger\napp.listenerNames=a\tb a\n");
     QlgObject* app = QlgObject_create("app", nullptr);
     ASSERT_NE(app, nullptr);
@@ -185,7 +178,7 @@ TEST(GenericProperties, ListenerNamesAreResolvedWhenAppliedOnceEachAndReplaceabl
 
 TEST(GenericProperties, DescriptionKeysDescribeTheClass) {
   inChild([] {
-    start("d1.className=test_recorder\nd1.description=records events\n"
+    startWithRecorder("d1.className=test_recorder\nd1.description=records events\n"
           "d1.descriptionFile=mycat\nd1.descriptionSet=3\nd1.descriptionKey=7\n");
     QlgObject* d = QlgObject_create("d1", nullptr);
     QlgI18Msg* desc = QlgClass_find("test_recorder")->description;
@@ -200,7 +193,7 @@ TEST(GenericProperties, DescriptionKeysDescribeTheClass) {
 
 TEST(Configuration, AncestorsApplyFirstAndTheMostSpecificWins) {
   inChild([] {
-    start("handlers.className=test_recorder\nhandlers.logging=off\n"
+    startWithRecorder("handlers.className=test_recorder\nhandlers.logging=off\n"
           "handlers.one.logging=on\n");
     QlgObject* one = QlgObject_create("handlers.one", nullptr);
     ASSERT_NE(one, nullptr);
@@ -216,7 +209,7 @@ TEST(Configuration, AncestorsApplyFirstAndTheMostSpecificWins) {
 
 TEST(Dispatch, EventsFlowDepthFirstThroughFiltersToHandlers) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=f h3\n"
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=f h3\n"
           "f.className=qlg_levelfilter\nf.listenerNames=h1 h2\n"
           "h1.className=test_recorder\nh1.listenerNames=h1x\nh1x.className=test_recorder\n"
           "h2.className=test_recorder\nh3.className=test_recorder\n");
@@ -238,7 +231,7 @@ TEST(Dispatch, EventsFlowDepthFirstThroughFiltersToHandlers) {
 
 TEST(Dispatch, LoggerWithoutListenersReportsKey1OnEveryEventFilterDropsSilently) {
   inChild([] {
-    start("lonely.className=qlg_basiclogger\n"
+    startWithRecorder("lonely.className=qlg_basiclogger\n"
           "app.className=qlg_basiclogger\napp.listenerNames=f\nf.className=qlg_levelfilter\n");
     QlgObject* lonely = QlgObject_create("lonely", nullptr);
     QlgObject* app = QlgObject_create("app", nullptr);
@@ -258,7 +251,7 @@ TEST(Dispatch, LoggerWithoutListenersReportsKey1OnEveryEventFilterDropsSilently)
 
 TEST(Dispatch, LoggerListedAsAListenerIsSkippedAndSilencedHandlerIgnoresEvents) {
   inChild([] {
-    start("inner.className=qlg_basiclogger\ninner.listenerNames=h2\nh2.className=test_recorder\n"
+    startWithRecorder("inner.className=qlg_basiclogger\ninner.listenerNames=h2\nh2.className=test_recorder\n"
           "app.className=qlg_basiclogger\napp.listenerNames=inner h1 off\n"
           "h1.className=test_recorder\noff.className=test_recorder\noff.logging=off\n");
     QlgObject* app = QlgObject_create("app", nullptr);
@@ -284,7 +277,7 @@ void rewiringPublish(QlgObject* handler, QlgEvent* event) {
 
 TEST(Dispatch, ListenersPresentWhenTheEventArrivedGetItEvenIfAPublishReplacesTheGroup) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=rewire h2\n"
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=rewire h2\n"
           "rewire.className=test_rewiring\nh2.className=test_recorder\n"
           "late.className=test_recorder\n");
     QlgClass_registerHandler("test_rewiring", nullptr, nullptr, nullptr,
@@ -309,7 +302,7 @@ TEST(Dispatch, ListenersPresentWhenTheEventArrivedGetItEvenIfAPublishReplacesThe
 
 TEST(ObjectLifetime, ACorruptObjectIsReportedWithKey60AndDoesNotStopShutdown) {
   inChild([] {
-    start("");
+    startWithRecorder("");
     QlgObject* broken = QlgObject_create("broken", "qlg_basiclogger");
     ASSERT_NE(broken, nullptr);
     broken->cls = nullptr; /* as if its record had been overwritten */
@@ -334,7 +327,7 @@ TEST(ObjectLifetime, ACorruptObjectIsReportedWithKey60AndDoesNotStopShutdown) {
 
 TEST(Dispatch, ListenerCyclesDeliverOnceAndDoNotRecurse) {
   inChild([] {
-    start("app.className=qlg_basiclogger\napp.listenerNames=a self\n"
+    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=a self\n"
           "a.className=test_recorder\na.listenerNames=b\n"
           "b.className=test_recorder\nb.listenerNames=a app\n"
           "self.className=test_recorder\nself.listenerNames=self\n");

@@ -34,12 +34,9 @@ using ardeltest::readFile;
 using ardeltest::TempDir;
 using Props = std::vector<std::pair<std::string, std::string>>;
 
-char* headText(QlgObject*) { return QlgMem_strdup("HEAD\n"); }
-char* tailText(QlgObject*) { return QlgMem_strdup("TAIL\n"); }
-char* bareMessage(QlgObject*, QlgEvent* event) {
-  std::string text = std::string(event->message->defaultText) + "\n";
-  return QlgMem_strdup(text.c_str());
-}
+using ardeltest::bareMessage;
+using ardeltest::headText;
+using ardeltest::tailText;
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 

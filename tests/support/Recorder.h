@@ -9,9 +9,12 @@
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgMem.h>
 #include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
 
 #include <string>
 #include <vector>
+
+#include "support/TestSupport.h"
 
 namespace ardeltest {
 
@@ -48,9 +51,29 @@ inline void recorderPublish(QlgObject* handler, QlgEvent* event) {
   QlgObject_forwardToListeners(handler, event);
 }
 
+/* Formatter slots for handler tests: the bare message text and a line
+   end, and fixed head and tail lines. */
+inline char* bareMessage(QlgObject*, QlgEvent* event) {
+  std::string text = std::string(event->message->defaultText) + "\n";
+  return QlgMem_strdup(text.c_str());
+}
+inline char* headText(QlgObject*) { return QlgMem_strdup("HEAD\n"); }
+inline char* tailText(QlgObject*) { return QlgMem_strdup("TAIL\n"); }
+
 inline void registerRecorder() {
   QlgClass_registerHandler("test_recorder", nullptr, nullptr, nullptr, QlgObject_basePropertyChanged,
                            recorderPublish, nullptr, nullptr);
+}
+
+/* Starts the toolkit on a properties text written to a temporary file,
+   registers the recorder and forgets what it saw before.  For a child
+   process: the toolkit starts once per process. */
+inline void startWithRecorder(const std::string& properties) {
+  static TempDir dir;
+  std::string path = dir.write("t.properties", properties);
+  ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
+  registerRecorder();
+  seen().clear();
 }
 
 }  // namespace ardeltest
