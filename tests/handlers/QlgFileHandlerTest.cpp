@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,16 +28,14 @@
 #include "support/TestSupport.h"
 #include "util/QlgMemTest.h"
 
+#define EXPECT_HAS(text, needle) EXPECT_NE((text).find(needle), std::string::npos) << (text)
+
 namespace {
 
 using ardeltest::CaptureFd;
 using ardeltest::readFile;
 using ardeltest::TempDir;
 using Props = std::vector<std::pair<std::string, std::string>>;
-
-using ardeltest::bareMessage;
-using ardeltest::headText;
-using ardeltest::tailText;
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
@@ -49,10 +48,10 @@ class FileHandlerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    QlgClass_registerFormatter("test_fh_bare", nullptr, nullptr, nullptr, nullptr, bareMessage,
-                               nullptr, nullptr, nullptr);
+    QlgClass_registerFormatter("test_fh_bare", nullptr, nullptr, nullptr, nullptr,
+                               ardeltest::bareMessage, nullptr, nullptr, nullptr);
     QlgClass_registerFormatter("test_fh_headtail", nullptr, nullptr, nullptr, nullptr,
-                               bareMessage, headText, tailText, nullptr);
+                               ardeltest::bareMessage, ardeltest::headText, ardeltest::tailText, nullptr);
     ardeltest::registerRecorder();
     static int serial = 0;
     prefix_ = "test.fh" + std::to_string(++serial) + ".";
@@ -68,20 +67,22 @@ class FileHandlerTest : public ::testing::Test {
     return obj;
   }
   /* A file handler with a bare (or head/tail) formatter and the given properties, in order. */
-  QlgObject* handler(const Props& props, bool headTail = false, const char* cls = "qlg_filehandler") {
-    QlgObject* h = make("h" + std::to_string(objects_.size()), cls);
-    QlgObject* f = make("f" + std::to_string(objects_.size()),
-                        headTail ? "test_fh_headtail" : "test_fh_bare");
-    QlgHandler_setFormatter(h, f);
+  QlgObject* handler(const Props& props, bool headTail = false) {
+    QlgObject* h = make("h" + std::to_string(objects_.size()), "qlg_filehandler");
+    QlgHandler_setFormatter(h, make("f" + std::to_string(objects_.size()),
+                                    headTail ? "test_fh_headtail" : "test_fh_bare"));
     for (const auto& p : props) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
     return h;
   }
   static QlgFileHandlerData* data(QlgObject* h) { return QlgFileHandler_data(h); }
-  static void log(QlgObject* h, const std::string& text) {
-    QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
-    ASSERT_NE(e, nullptr);
-    h->cls->slots.handler.publish(h, e);
-    QlgEvent_free(e);
+  static std::string path(QlgObject* h) { return data(h)->path ? data(h)->path : "(null)"; }
+  static void log(QlgObject* h, const std::vector<std::string>& texts) {
+    for (const auto& text : texts) {
+      QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
+      ASSERT_NE(e, nullptr);
+      h->cls->slots.handler.publish(h, e);
+      QlgEvent_free(e);
+    }
   }
   static void close(QlgObject* h) { h->cls->slots.handler.close(h); }
 
@@ -93,41 +94,35 @@ class FileHandlerTest : public ::testing::Test {
 /* ---- names and paths ---- */
 
 TEST(FileHandlerPath, ComposedPathIsDirectorySlashBaseNumberDotExtension) {
-  auto compose = [](const char* d, const char* b, int n, const char* x) {
-    char* p = QlgFileHandler_composePath(d, b, n, x);
-    std::string s = p ? p : "(null)";
+  struct { const char *dir, *base; int n; const char *ext, *want; } cases[] = {
+      {"/logs", "/trace", 2, "log", "/logs//trace2.log"}, {"/logs", "trace", 0, "log", "/logs/trace.log"},
+      {"/logs", "trace", 0, nullptr, "/logs/trace"},      {"/logs", "trace", 12, nullptr, "/logs/trace12"},
+      {"/logs", nullptr, 1, "log", "(null)"}};
+  for (const auto& c : cases) {
+    char* p = QlgFileHandler_composePath(c.dir, c.base, c.n, c.ext);
+    EXPECT_EQ(std::string(p ? p : "(null)"), c.want);
     QlgMem_free(p);
-    return s;
-  };
-  EXPECT_EQ(compose("/logs", "/trace", 2, "log"), "/logs//trace2.log");
-  EXPECT_EQ(compose("/logs", "trace", 0, "log"), "/logs/trace.log");
-  EXPECT_EQ(compose("/logs", "trace", 0, nullptr), "/logs/trace");
-  EXPECT_EQ(compose("/logs", "trace", 12, nullptr), "/logs/trace12");
-  EXPECT_EQ(compose("/logs", nullptr, 1, "log"), "(null)");
+  }
 }
 
 TEST(FileHandlerPath, NameIsSplitIntoDirectoryBaseNumberAndExtension) {
   QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
   ASSERT_NE(d, nullptr);
-  QlgFileHandler_setFileName("/logs/x.log", d);
-  EXPECT_STREQ(d->directory, "/logs");
-  EXPECT_STREQ(d->baseName, "/x");
-  EXPECT_STREQ(d->extension, "log");
-  EXPECT_STREQ(d->path, "/logs//x.log");
-
-  QlgFileHandler_setFileName("var/log/trace12.txt", d);
-  EXPECT_EQ(d->index, 12);
-  EXPECT_STREQ(d->baseName, "/trace");
-  EXPECT_STREQ(d->directory, "var/log");
-  EXPECT_STREQ(d->path, "var/log//trace12.txt");
-
-  QlgFileHandler_setFileName("plain", d);
-  EXPECT_EQ(d->extension, nullptr);
-  EXPECT_STREQ(d->baseName, "plain");
-  EXPECT_EQ(std::string(d->path), cwd() + "/plain");
-
-  QlgFileHandler_setFileName("/top.log", d);
-  EXPECT_EQ(std::string(d->path), cwd() + "//top.log") << "an empty directory part means the working directory";
+  /* An empty directory part means the working directory. */
+  struct { const char *name, *dir, *base, *ext; int index; std::string path; } cases[] = {
+      {"/logs/x.log", "/logs", "/x", "log", 0, "/logs//x.log"},
+      {"var/log/trace12.txt", "var/log", "/trace", "txt", 12, "var/log//trace12.txt"},
+      {"plain", nullptr, "plain", nullptr, 0, cwd() + "/plain"},
+      {"/top.log", nullptr, "/top", "log", 0, cwd() + "//top.log"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    QlgFileHandler_setFileName(c.name, d);
+    if (c.dir) { EXPECT_STREQ(d->directory, c.dir); }
+    EXPECT_STREQ(d->baseName, c.base);
+    EXPECT_STREQ(d->extension, c.ext);
+    if (c.index) { EXPECT_EQ(d->index, c.index); }
+    EXPECT_EQ(std::string(d->path ? d->path : "(null)"), c.path);
+  }
   QlgFileHandler_destroy(d);
 }
 
@@ -144,34 +139,29 @@ TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
   d->logInternalErrs = 0;
   QlgFileHandler_setFileName(nullptr, d);
   std::string text = err.text();
-  EXPECT_NE(text.find("QLGBC0030E A value must be specified for the property 'fileName'"), std::string::npos) << text;
-  EXPECT_NE(text.find("QLGBC0031E Property 'fileName' must be 260 characters or less."), std::string::npos) << text;
+  EXPECT_HAS(text, "QLGBC0030E A value must be specified for the property 'fileName'");
+  EXPECT_HAS(text, "QLGBC0031E Property 'fileName' must be 260 characters or less.");
   EXPECT_EQ(text.find("QLGBC0030E"), text.rfind("QLGBC0030E")) << "silenced when logInternalErrs is off";
   QlgFileHandler_destroy(d);
 }
 
 TEST_F(FileHandlerTest, ConfiguredNameEndingInADigitGetsAnUnderscore) {
-  QlgObject* a = handler({{"fileName", dir_.file("trace3.log")}});
-  EXPECT_EQ(std::string(data(a)->path), dir_.path() + "//trace3_.log");
-  QlgObject* b = handler({{"fileName", dir_.path() + "/123"}});
-  EXPECT_EQ(std::string(data(b)->path), dir_.path() + "//123_");
-  QlgObject* c = handler({{"fileName", dir_.path() + "/log2.x.txt"}});
-  EXPECT_EQ(std::string(data(c)->path), dir_.path() + "//log2.x.txt") << "only the digit before the last dot counts";
+  /* Only the digit before the last dot counts. */
+  for (auto c : {std::make_pair("trace3.log", "trace3_.log"), std::make_pair("123", "123_"),
+                 std::make_pair("log2.x.txt", "log2.x.txt")})
+    EXPECT_EQ(path(handler({{"fileName", dir_.file(c.first)}})), dir_.path() + "//" + c.second);
 }
 
 TEST_F(FileHandlerTest, EmptyFileNameIsReportedAndFallsBackToDefaultLog) {
   CaptureFd err(2);
-  QlgObject* h = handler({{"fileName", ""}});
-  EXPECT_EQ(std::string(data(h)->path), cwd() + "/default.log");
-  EXPECT_NE(err.text().find("QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h0'"),
-            std::string::npos);
+  EXPECT_EQ(path(handler({{"fileName", ""}})), cwd() + "/default.log");
+  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h0'");
 }
 
 /* ---- properties ---- */
 
 TEST_F(FileHandlerTest, NewHandlerHasTheDocumentedDefaults) {
-  QlgObject* h = handler({});
-  QlgFileHandlerData* d = data(h);
+  QlgFileHandlerData* d = data(handler({}));
   ASSERT_NE(d, nullptr);
   EXPECT_EQ(d->maxFileSize, 1048576);
   EXPECT_EQ(d->maxFiles, 3);
@@ -190,36 +180,32 @@ TEST_F(FileHandlerTest, SizeAndCountChecksWarnAndStoreTheirFallbacks) {
   QlgObject* h = handler({{"maxFiles", "0"}, {"maxFileBytes", "-5"}});
   EXPECT_EQ(data(h)->maxFiles, 3);
   EXPECT_EQ(data(h)->maxFileSize, 1024);
-  QlgObject* one = handler({{"maxFiles", "1"}, {"maxFileBytes", "500"}});
-  EXPECT_EQ(data(one)->maxFileSize, 500) << "stored although it has no effect";
-  QlgObject* abc = handler({{"maxFileSize", "abc"}});
-  EXPECT_EQ(data(abc)->maxFileSize, 1024);
-  std::string text = err.text();
-  std::string n0 = prefix_ + "h0", n2 = prefix_ + "h2";
+  EXPECT_EQ(data(handler({{"maxFiles", "1"}, {"maxFileBytes", "500"}}))->maxFileSize, 500)
+      << "stored although it has no effect";
+  EXPECT_EQ(data(handler({{"maxFileSize", "abc"}}))->maxFileSize, 1024);
+  std::string text = err.text(), n0 = prefix_ + "h0", n2 = prefix_ + "h2";
   /* "%2d" in the stored text is a width of two, not a position. */
-  EXPECT_NE(text.find("QLGFH0077W Property 'maxFiles' will be ignored for file handler " + n0 +
-                      ", because the value  0 is not greater than zero."), std::string::npos) << text;
-  EXPECT_NE(text.find("QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '" + n0 +
-                      "', because the value -5 is not greater than zero."), std::string::npos) << text;
-  EXPECT_NE(text.find("QLGFH0079W Property 'maxFileBytes' will be ignored for file handler '" + n2 +
-                      "', because property 'maxFiles' is set to 1."), std::string::npos) << text;
+  EXPECT_HAS(text, "QLGFH0077W Property 'maxFiles' will be ignored for file handler " + n0 +
+                       ", because the value  0 is not greater than zero.");
+  EXPECT_HAS(text, "QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '" + n0 +
+                       "', because the value -5 is not greater than zero.");
+  EXPECT_HAS(text, "QLGFH0079W Property 'maxFileBytes' will be ignored for file handler '" + n2 +
+                       "', because property 'maxFiles' is set to 1.");
 }
 
 TEST_F(FileHandlerTest, PermissionsParseAsOctalAndBadMasksKeepTheOldValue) {
   CaptureFd err(2);
   QlgObject* h = handler({{"filePermission", "0640"}, {"dirPermission", "0700"}});
-  EXPECT_EQ(data(h)->filePermission, 0640u);
   EXPECT_EQ(data(h)->dirPermission, 0700u);
   QlgObject_storeProperty(h, "filePermission", "rw-r");
   EXPECT_EQ(data(h)->filePermission, 0640u);
-  EXPECT_NE(err.text().find("QLGMP0074W The value rw-r is not a valid file permission mask for file handler " +
-                            prefix_ + "h0."), std::string::npos);
+  EXPECT_HAS(err.text(), "QLGMP0074W The value rw-r is not a valid file permission mask for file handler " +
+                             prefix_ + "h0.");
 }
 
 TEST_F(FileHandlerTest, NewLogFileIsCreatedWithFilePermission) {
   mode_t old = umask(0);
-  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}});
-  log(h, "x");
+  log(handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}}), {"x"});
   umask(old);
   struct stat st;
   ASSERT_EQ(stat(dir_.file("perm.log").c_str(), &st), 0);
@@ -228,7 +214,7 @@ TEST_F(FileHandlerTest, NewLogFileIsCreatedWithFilePermission) {
 
 TEST_F(FileHandlerTest, PropertyChangeClosesTheFileExceptLogInternalErrsAndAbsentPermissions) {
   QlgObject* h = handler({{"fileName", dir_.file("c.log")}}, true);
-  log(h, "one");
+  log(h, {"one"});
   ASSERT_EQ(data(h)->isOpen, 1);
   h->cls->propertyChanged(h, "filePermission"); /* absent: nothing happens */
   EXPECT_EQ(data(h)->isOpen, 1);
@@ -236,7 +222,7 @@ TEST_F(FileHandlerTest, PropertyChangeClosesTheFileExceptLogInternalErrsAndAbsen
   EXPECT_EQ(data(h)->isOpen, 1);
   QlgObject_storeProperty(h, "maxFiles", "4");
   EXPECT_EQ(data(h)->isOpen, 0);
-  log(h, "two");
+  log(h, {"two"});
   EXPECT_EQ(readFile(dir_.file("c.log")), "HEAD\none\nTAIL\nHEAD\ntwo\n");
 }
 
@@ -245,8 +231,7 @@ TEST_F(FileHandlerTest, LogInternalErrsFollowsTheAppendingProperty) {
   QlgObject* h = handler({{"appending", "false"}, {"logInternalErrs", "true"}});
   EXPECT_EQ(data(h)->logInternalErrs, 0) << "the flag takes the value of appending";
   QlgObject_storeProperty(h, "maxFiles", "-1");
-  QlgObject* g = handler({{"logInternalErrs", "false"}});
-  EXPECT_EQ(data(g)->logInternalErrs, 1) << "appending absent reads as true";
+  EXPECT_EQ(data(handler({{"logInternalErrs", "false"}}))->logInternalErrs, 1) << "appending absent reads as true";
   EXPECT_EQ(err.text().find("QLGFH0077W"), std::string::npos);
 }
 
@@ -254,12 +239,11 @@ TEST_F(FileHandlerTest, UnknownEncodingWarnsAndWritesUtf8) {
   CaptureFd err(2);
   QlgObject* h = handler({{"fileName", dir_.file("enc.log")}, {"fileEncoding", "NO-SUCH-CODESET"}});
   EXPECT_EQ(data(h)->converter, nullptr);
-  log(h, "gr\xC3\xBC\xC3\x9F");
-  EXPECT_NE(err.text().find("QLGFH0036W Could not load codeset NO-SUCH-CODESET."), std::string::npos);
-  EXPECT_EQ(readFile(dir_.file("enc.log")), "gr\xC3\xBC\xC3\x9F\n");
+  log(h, {"gr\xC3\xBC\xC3\x9F"});
+  EXPECT_HAS(err.text(), "QLGFH0036W Could not load codeset NO-SUCH-CODESET.");
   QlgObject_storeProperty(h, "fileEncoding", "utf8");
   EXPECT_NE(data(h)->converter, nullptr);
-  log(h, "x");
+  log(h, {"x"});
   EXPECT_EQ(readFile(dir_.file("enc.log")), "gr\xC3\xBC\xC3\x9F\nx\n");
 }
 
@@ -274,8 +258,7 @@ TEST_F(FileHandlerTest, SemKeyIsStoredAsRead) {
 
 TEST_F(FileHandlerTest, HeadOnceBeforeTheFirstRecordAndTailAtClose) {
   QlgObject* h = handler({{"fileName", dir_.file("sub/dir/ht.log")}}, true);
-  log(h, "a");
-  log(h, "b");
+  log(h, {"a", "b"});
   EXPECT_EQ(readFile(dir_.file("sub/dir/ht.log")), "HEAD\na\nb\n") << "missing directories are created";
   close(h);
   close(h);
@@ -285,22 +268,21 @@ TEST_F(FileHandlerTest, HeadOnceBeforeTheFirstRecordAndTailAtClose) {
 TEST_F(FileHandlerTest, AppendingKeepsAndNonAppendingTruncatesAnExistingFile) {
   dir_.write("app.log", "old\n");
   dir_.write("new.log", "old\n");
-  log(handler({{"fileName", dir_.file("app.log")}}), "x");
-  log(handler({{"fileName", dir_.file("new.log")}, {"appending", "false"}}), "y");
+  log(handler({{"fileName", dir_.file("app.log")}}), {"x"});
+  log(handler({{"fileName", dir_.file("new.log")}, {"appending", "false"}}), {"y"});
   EXPECT_EQ(readFile(dir_.file("app.log")), "old\nx\n");
   EXPECT_EQ(readFile(dir_.file("new.log")), "y\n");
 }
 
 TEST_F(FileHandlerTest, DisabledHandlerWritesNothingAndEventsReachChainedListeners) {
   QlgObject* h = handler({{"fileName", dir_.file("chain.log")}});
-  QlgObject* rec = make("rec", "test_recorder");
-  QlgObject_addListener(h, rec);
+  QlgObject_addListener(h, make("rec", "test_recorder"));
   ardeltest::seen().clear();
-  log(h, "passed");
+  log(h, {"passed"});
   ASSERT_EQ(ardeltest::seen().size(), 1u);
   EXPECT_EQ(ardeltest::seen()[0].text, "passed");
   QlgObject_storeProperty(h, "logging", "off");
-  log(h, "silenced");
+  log(h, {"silenced"});
   EXPECT_EQ(readFile(dir_.file("chain.log")), "passed\n");
   EXPECT_EQ(ardeltest::seen().size(), 1u);
 }
@@ -310,7 +292,7 @@ TEST_F(FileHandlerTest, DisabledHandlerWritesNothingAndEventsReachChainedListene
 TEST_F(FileHandlerTest, RolloverShiftsBackupsAndDropsTheOldest) {
   QlgObject* h = handler({{"fileName", dir_.file("app.log")}, {"maxFiles", "3"}, {"maxFileBytes", "10"}}, true);
   /* HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first. */
-  for (int i = 1; i <= 8; i++) log(h, "r" + std::to_string(i));
+  log(h, {"r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8"});
   EXPECT_EQ(readFile(dir_.file("app.log")), "HEAD\nr7\nr8\n");
   EXPECT_EQ(readFile(dir_.file("app1.log")), "HEAD\nr5\nr6\nTAIL\n");
   EXPECT_EQ(readFile(dir_.file("app2.log")), "HEAD\nr3\nr4\nTAIL\n");
@@ -319,12 +301,10 @@ TEST_F(FileHandlerTest, RolloverShiftsBackupsAndDropsTheOldest) {
 
 TEST_F(FileHandlerTest, FileExceedsTheLimitByAtMostOneRecord) {
   QlgObject* h = handler({{"fileName", dir_.file("lim.log")}, {"maxFiles", "50"}, {"maxFileBytes", "100"}});
-  std::string rec(30, 'z');
-  for (int i = 0; i < 40; i++) log(h, rec);
+  log(h, std::vector<std::string>(40, std::string(30, 'z')));
   for (int k = 0; k < 50; k++) {
     std::string name = dir_.file(k ? "lim" + std::to_string(k) + ".log" : "lim.log");
-    if (!exists(name)) continue;
-    EXPECT_LE(readFile(name).size(), 100u + 31u) << name;
+    if (exists(name)) { EXPECT_LE(readFile(name).size(), 100u + 31u) << name; }
   }
   EXPECT_EQ(readFile(dir_.file("lim1.log")).size(), 124u) << "four records: 93 bytes < 100, the fourth tips it";
 }
@@ -333,28 +313,25 @@ TEST_F(FileHandlerTest, FileExceedsTheLimitByAtMostOneRecord) {
    another program (as copy-and-truncate rotation does) starts over. */
 TEST_F(FileHandlerTest, RolloverTestUsesTheSizeReadFromTheFile) {
   QlgObject* h = handler({{"fileName", dir_.file("cut.log")}, {"maxFileBytes", "10"}});
-  log(h, std::string(12, 'a'));
+  log(h, {std::string(12, 'a')});
   ASSERT_EQ(truncate(dir_.file("cut.log").c_str(), 0), 0);
-  log(h, "b");
+  log(h, {"b"});
   EXPECT_FALSE(exists(dir_.file("cut1.log"))) << "an emptied file is not rolled over";
-  EXPECT_EQ(readFile(dir_.file("cut.log")), "b\n");
-  log(h, std::string(12, 'c'));
-  log(h, "d");
+  log(h, {std::string(12, 'c'), "d"});
   EXPECT_EQ(readFile(dir_.file("cut1.log")), "b\n" + std::string(12, 'c') + "\n");
   EXPECT_EQ(readFile(dir_.file("cut.log")), "d\n");
 }
 
 TEST_F(FileHandlerTest, WithOneFileNoRolloverHappens) {
-  QlgObject* h = handler({{"fileName", dir_.file("one.log")}, {"maxFiles", "1"}, {"maxFileBytes", "5"}});
-  for (int i = 0; i < 10; i++) log(h, "0123456789");
+  log(handler({{"fileName", dir_.file("one.log")}, {"maxFiles", "1"}, {"maxFileBytes", "5"}}),
+      std::vector<std::string>(10, "0123456789"));
   EXPECT_EQ(readFile(dir_.file("one.log")).size(), 110u);
   EXPECT_FALSE(exists(dir_.file("one1.log")));
 }
 
 TEST_F(FileHandlerTest, ExistingFileAtTheLimitIsRolledOverWhenOpened) {
   dir_.write("full.log", std::string(20, 'o'));
-  QlgObject* h = handler({{"fileName", dir_.file("full.log")}, {"maxFileBytes", "20"}}, true);
-  log(h, "fresh");
+  log(handler({{"fileName", dir_.file("full.log")}, {"maxFileBytes", "20"}}, true), {"fresh"});
   EXPECT_EQ(readFile(dir_.file("full1.log")), std::string(20, 'o') + "TAIL\n");
   EXPECT_EQ(readFile(dir_.file("full.log")), "HEAD\nfresh\n");
 }
@@ -363,71 +340,62 @@ TEST_F(FileHandlerTest, ExistingFileAtTheLimitIsRolledOverWhenOpened) {
 
 TEST_F(FileHandlerTest, FileRemovedOrMovedWhileOpenIsCreatedAgainWithItsHead) {
   QlgObject* h = handler({{"fileName", dir_.file("gone.log")}}, true);
-  log(h, "a");
+  log(h, {"a"});
   ASSERT_EQ(unlink(dir_.file("gone.log").c_str()), 0);
-  log(h, "b");
+  log(h, {"b"});
   EXPECT_EQ(readFile(dir_.file("gone.log")), "HEAD\nb\n");
   ASSERT_EQ(rename(dir_.file("gone.log").c_str(), dir_.file("moved.log").c_str()), 0);
-  log(h, "c");
+  log(h, {"c"});
   EXPECT_EQ(readFile(dir_.file("gone.log")), "HEAD\nc\n");
   EXPECT_EQ(readFile(dir_.file("moved.log")), "HEAD\nb\n");
 }
 
-/* A name of the full 260 characters composes to a longer path (the base
-   name keeps its separator); the file must still count as present. */
-TEST_F(FileHandlerTest, FileAtTheLongestAcceptedNameIsOpenedOnceWithOneHead) {
-  const std::string leaf = "/lp.log";
-  std::string middle(260 - dir_.path().size() - 1 - leaf.size(), 'd');
+/* The file must count as present between records however its name is spelt:
+   a name of the full 260 characters composes to a longer path (the base name
+   keeps its separator), and a backslash is an ordinary character here. */
+TEST_F(FileHandlerTest, LongestAcceptedNameAndBackslashNameAreOpenedOnceWithOneHead) {
+  std::string middle(260 - dir_.path().size() - 1 - 7, 'd');
   for (size_t i = 100; i + 1 < middle.size(); i += 101) middle[i] = '/';
-  std::string name = dir_.path() + "/" + middle + leaf;
-  ASSERT_EQ(name.size(), 260u);
-  QlgObject* h = handler({{"fileName", name}}, true);
-  ASSERT_NE(data(h)->path, nullptr);
-  log(h, "a");
-  log(h, "b");
-  log(h, "c");
-  EXPECT_EQ(readFile(name), "HEAD\na\nb\nc\n");
-}
-
-/* Paths are used as given: a backslash is an ordinary character of the name
-   here, and the file it names must still be found between records. */
-TEST_F(FileHandlerTest, NameWithBackslashIsOpenedOnceWithOneHead) {
-  QlgObject* h = handler({{"fileName", dir_.file("bs\\x.log")}}, true);
-  ASSERT_NE(data(h)->path, nullptr);
-  std::string path = data(h)->path;
-  log(h, "a");
-  log(h, "b");
-  EXPECT_EQ(readFile(path), "HEAD\na\nb\n") << path;
-}
-
-TEST_F(FileHandlerTest, DirectoryThatCannotBeMadeIsReportedAndLaterRecovered) {
-  std::string blocker = dir_.write("file.txt", "not a directory");
-  QlgObject* h = handler({{"fileName", blocker + "/sub/x.log"}});
-  {
-    CaptureFd err(2);
-    log(h, "lost");
-    std::string text = err.text();
-    EXPECT_NE(text.find("QLGFH0032E Property 'fileName' must be a valid file path for this platform, but value '" +
-                        blocker + "/sub' was given."), std::string::npos) << text;
-    EXPECT_NE(text.find(strerror(ENOTDIR)), std::string::npos) << "the failed open is reported too: " << text;
+  for (const std::string& name : {dir_.path() + "/" + middle + "/lp.log", dir_.file("bs\\x.log")}) {
+    SCOPED_TRACE(name);
+    QlgObject* h = handler({{"fileName", name}}, true);
+    ASSERT_NE(data(h)->path, nullptr);
+    log(h, {"a", "b", "c"});
+    EXPECT_EQ(readFile(path(h)), "HEAD\na\nb\nc\n");
   }
-  EXPECT_EQ(data(h)->isOpen, 0);
-  ASSERT_EQ(unlink(blocker.c_str()), 0);
-  log(h, "kept");
-  EXPECT_EQ(readFile(blocker + "/sub//x.log"), "kept\n");
 }
 
-TEST_F(FileHandlerTest, PathThatCannotBeOpenedIsReportedAndRetriedOnTheNextRecord) {
-  ASSERT_EQ(mkdir(dir_.file("busy.log").c_str(), 0700), 0);
-  QlgObject* h = handler({{"fileName", dir_.file("busy.log")}});
-  {
-    CaptureFd err(2);
-    log(h, "lost");
-    EXPECT_NE(err.text().find(strerror(EISDIR)), std::string::npos);
+/* A blocked path is reported and the record lost; once the blocker is gone
+   the next record opens the file again. */
+TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecord) {
+  std::string blocker = dir_.file("file.txt"), busy = dir_.file("busy.log");
+  struct {
+    std::string name, written;
+    std::function<void()> block, unblock;
+    std::vector<std::string> reports;
+  } cases[] = {
+      {blocker + "/sub/x.log", blocker + "/sub//x.log", [&] { dir_.write("file.txt", "not a directory"); },
+       [&] { ASSERT_EQ(unlink(blocker.c_str()), 0); },
+       {"QLGFH0032E Property 'fileName' must be a valid file path for this platform, but value '" + blocker +
+            "/sub' was given.",
+        strerror(ENOTDIR)}},
+      {busy, busy, [&] { ASSERT_EQ(mkdir(busy.c_str(), 0700), 0); },
+       [&] { ASSERT_EQ(rmdir(busy.c_str()), 0); }, {strerror(EISDIR)}}};
+  for (auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    c.block();
+    QlgObject* h = handler({{"fileName", c.name}});
+    {
+      CaptureFd err(2);
+      log(h, {"lost"});
+      std::string text = err.text();
+      for (const auto& r : c.reports) EXPECT_HAS(text, r);
+    }
+    EXPECT_EQ(data(h)->isOpen, 0);
+    c.unblock();
+    log(h, {"kept"});
+    EXPECT_EQ(readFile(c.written), "kept\n");
   }
-  ASSERT_EQ(rmdir(dir_.file("busy.log").c_str()), 0);
-  log(h, "kept");
-  EXPECT_EQ(readFile(dir_.file("busy.log")), "kept\n");
 }
 
 TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgain) {
@@ -440,30 +408,26 @@ TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgai
     struct rlimit small = lim;
     small.rlim_cur = 16;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    {
-      /* A pipe, not a file: the size limit would cut a captured file too. */
-      int fds[2];
-      ASSERT_EQ(pipe(fds), 0);
-      fflush(stderr);
-      int saved = dup(2);
-      dup2(fds[1], 2);
-      ::close(fds[1]);
-      log(h, "0123456789"); /* 11 bytes fit */
-      log(h, "abcdefghij"); /* cut at 16 */
-      log(h, "ABCDEFGHIJ"); /* nothing fits */
-      fflush(stderr);
-      dup2(saved, 2);
-      ::close(saved);
-      char buf[8192];
-      ssize_t n = read(fds[0], buf, sizeof buf);
-      ::close(fds[0]);
-      std::string text(buf, n > 0 ? (size_t)n : 0);
-      size_t first = text.find(strerror(EFBIG));
-      EXPECT_NE(first, std::string::npos) << text;
-      EXPECT_NE(text.find(strerror(EFBIG), first + 1), std::string::npos) << "each failed write is reported";
-    }
+    /* A pipe, not a file: the size limit would cut a captured file too. */
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    fflush(stderr);
+    int saved = dup(2);
+    dup2(fds[1], 2);
+    ::close(fds[1]);
+    log(h, {"0123456789", "abcdefghij", "ABCDEFGHIJ"}); /* 11 bytes fit, the second is cut at 16, then nothing */
+    fflush(stderr);
+    dup2(saved, 2);
+    ::close(saved);
+    char buf[8192];
+    ssize_t n = read(fds[0], buf, sizeof buf);
+    ::close(fds[0]);
+    std::string text(buf, n > 0 ? (size_t)n : 0);
+    size_t first = text.find(strerror(EFBIG));
+    EXPECT_NE(first, std::string::npos) << text;
+    EXPECT_NE(text.find(strerror(EFBIG), first + 1), std::string::npos) << "each failed write is reported";
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &lim), 0);
-    log(h, "room again");
+    log(h, {"room again"});
     EXPECT_EQ(readFile(path), "0123456789\nabcderoom again\n");
   });
 }
