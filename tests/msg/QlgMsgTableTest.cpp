@@ -36,12 +36,9 @@ std::string idOf(unsigned key) {
   return std::string(text, strcspn(text, " "));
 }
 
-TEST(QlgMsgTable, EntryZeroIsTheCatalogName) {
+TEST(QlgMsgTable, EntryZeroIsTheCatalogNameAndKeysOutsideTheTableHaveNoText) {
   ASSERT_NE(QlgMsgTable_text(0), nullptr);
   EXPECT_STREQ(QlgMsgTable_text(0), "qlgmsg");
-}
-
-TEST(QlgMsgTable, KeysOutsideTheTableHaveNoText) {
   EXPECT_NE(QlgMsgTable_text(QLG_MSG_TABLE_SIZE - 1), nullptr);
   EXPECT_EQ(QlgMsgTable_text(QLG_MSG_TABLE_SIZE), nullptr);
   EXPECT_EQ(QlgMsgTable_text(1000000u), nullptr);
@@ -91,29 +88,29 @@ TEST(QlgMsgTable, MessageIdsCarryTheirKeyExceptTheKnownShifts) {
 }
 
 TEST(QlgMsgTable, ShortIdsAndShiftedIdsAreSpelledExactly) {
-  EXPECT_EQ(idOf(1), "QLGLG01E");
-  EXPECT_EQ(idOf(2), "QLGBC02E");
-  EXPECT_EQ(idOf(3), "QLGBC03E");
-  EXPECT_EQ(idOf(4), "QLGBC04E");
-  EXPECT_EQ(idOf(34), "QLG0034E");
-  EXPECT_EQ(idOf(51), "QLG0051E");
-  EXPECT_EQ(idOf(76), "QLGFF0020W");
+  const std::pair<unsigned, const char*> ids[] = {
+      {1, "QLGLG01E"},    {2, "QLGBC02E"},    {3, "QLGBC03E"},    {4, "QLGBC04E"},
+      {34, "QLG0034E"},   {51, "QLG0051E"},   {76, "QLGFF0020W"}, {93, "QLGWH0092E"},
+      {95, "QLGWH0094W"}, {151, "QLGFF0011E"}, {155, "QLGFF0015I"}, {160, "QLGFF0060W"},
+      {165, "QLGFF0065E"}};
+  for (const auto& c : ids) EXPECT_EQ(idOf(c.first), c.second) << "key " << c.first;
   EXPECT_TRUE(isPlaceholder(QlgMsgTable_text(92)));
-  EXPECT_EQ(idOf(93), "QLGWH0092E");
-  EXPECT_EQ(idOf(95), "QLGWH0094W");
-  EXPECT_EQ(idOf(151), "QLGFF0011E");
-  EXPECT_EQ(idOf(155), "QLGFF0015I");
-  EXPECT_EQ(idOf(160), "QLGFF0060W");
-  EXPECT_EQ(idOf(165), "QLGFF0065E");
 }
 
+/* A key and its exact text. */
+struct KeyText {
+  unsigned key;
+  const char* text;
+};
+
 TEST(QlgMsgTable, ClassDescriptionsSitAtKeys100To142WithoutIds) {
-  EXPECT_STREQ(QlgMsgTable_text(100), "Logger for basic messages\r");
-  EXPECT_STREQ(QlgMsgTable_text(110), "Filters messages by level\r");
-  EXPECT_STREQ(QlgMsgTable_text(120), "Handles output to the console\r");
-  EXPECT_STREQ(QlgMsgTable_text(121), "Handles output to local log files\r");
-  EXPECT_STREQ(QlgMsgTable_text(130), "Formats a basic message summary.\r");
-  EXPECT_STREQ(QlgMsgTable_text(131), "Formats all message data as an XML record.\r");
+  const KeyText texts[] = {{100, "Logger for basic messages\r"},
+                           {110, "Filters messages by level\r"},
+                           {120, "Handles output to the console\r"},
+                           {121, "Handles output to local log files\r"},
+                           {130, "Formats a basic message summary.\r"},
+                           {131, "Formats all message data as an XML record.\r"}};
+  for (const auto& c : texts) EXPECT_STREQ(QlgMsgTable_text(c.key), c.text) << "key " << c.key;
   int descriptions = 0;
   for (unsigned key = 100; key <= 142; ++key) {
     const char* text = QlgMsgTable_text(key);
@@ -125,21 +122,18 @@ TEST(QlgMsgTable, ClassDescriptionsSitAtKeys100To142WithoutIds) {
 }
 
 TEST(QlgMsgTable, TextsKeepTheirHistoricalSpellingAndBlanks) {
-  EXPECT_STREQ(QlgMsgTable_text(20), "QLGBC0020E Out of memory.\r");
-  EXPECT_STREQ(QlgMsgTable_text(30),
-               "QLGBC0030E A value must be specified for the property '%s' .\r");
-  EXPECT_STREQ(QlgMsgTable_text(61),
-               "QLGBC0061W Object '%1$s' exists but is of class '%2$s' instead of '%3$s' .\r");
-  EXPECT_STREQ(QlgMsgTable_text(33),
-               "QLGBC0033E A \"NULL\" value for parameter %1$s was passed to the function "
-               "%2$s. The function call will be ignored.\r");
+  const KeyText texts[] = {
+      {20, "QLGBC0020E Out of memory.\r"},
+      {30, "QLGBC0030E A value must be specified for the property '%s' .\r"},
+      {61, "QLGBC0061W Object '%1$s' exists but is of class '%2$s' instead of '%3$s' .\r"},
+      {33, "QLGBC0033E A \"NULL\" value for parameter %1$s was passed to the function "
+           "%2$s. The function call will be ignored.\r"},
+      {165, "QLGFF0065E The specified zip command '%s'. does not exist or cannot be run.\r"},
+      {75, "QLGMP0075W Could not set file %1s to permission mode %2o. The system error code "
+           "is %3d.\r"}};
+  for (const auto& c : texts) EXPECT_STREQ(QlgMsgTable_text(c.key), c.text) << "key " << c.key;
   EXPECT_NE(strstr(QlgMsgTable_text(154), "percent of the maxiumum disk space"), nullptr);
   EXPECT_NE(strstr(QlgMsgTable_text(161), "cannot be peformed since"), nullptr);
-  EXPECT_STREQ(QlgMsgTable_text(165),
-               "QLGFF0065E The specified zip command '%s'. does not exist or cannot be run.\r");
-  EXPECT_STREQ(QlgMsgTable_text(75),
-               "QLGMP0075W Could not set file %1s to permission mode %2o. The system error code "
-               "is %3d.\r");
 }
 
 }  // namespace

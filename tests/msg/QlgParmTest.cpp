@@ -32,27 +32,18 @@ std::string render(const QlgParm& p) {
 }  // namespace
 
 TEST(QlgParmToString, EachKindUsesItsDefaultConversion) {
-  QlgParm c = parm(QLG_PARM_CHAR);
-  c.value.c = 'q';
-  EXPECT_EQ(render(c), "q");
-  QlgParm i = parm(QLG_PARM_INT);
-  i.value.i = -17;
-  EXPECT_EQ(render(i), "-17");
-  QlgParm l = parm(QLG_PARM_LONG);
-  l.value.l = 123456789L;
-  EXPECT_EQ(render(l), "123456789");
-  QlgParm f = parm(QLG_PARM_FLOAT);
-  f.value.f = 0.25f;
-  EXPECT_EQ(render(f), "0.250000");
-  QlgParm d = parm(QLG_PARM_DOUBLE);
-  d.value.d = -3.5;
-  EXPECT_EQ(render(d), "-3.500000");
-  QlgParm u = parm(QLG_PARM_UCHAR);
-  u.value.uc = 'Z';
-  EXPECT_EQ(render(u), "Z");
-  QlgParm s = parm(QLG_PARM_STRING);
-  s.value.s = const_cast<char*>("100% literal");
-  EXPECT_EQ(render(s), "100% literal");
+  QlgParm p[7];
+  for (int k = 0; k < 7; k++) p[k] = parm(QLG_PARM_CHAR + k);  // the kinds in declaration order
+  ASSERT_EQ(p[6].kind, QLG_PARM_STRING);
+  p[0].value.c = 'q';
+  p[1].value.i = -17;
+  p[2].value.l = 123456789L;
+  p[3].value.f = 0.25f;
+  p[4].value.d = -3.5;
+  p[5].value.uc = 'Z';
+  p[6].value.s = const_cast<char*>("100% literal");
+  const char* expected[] = {"q", "-17", "123456789", "0.250000", "-3.500000", "Z", "100% literal"};
+  for (int k = 0; k < 7; k++) EXPECT_EQ(render(p[k]), expected[k]) << "kind " << p[k].kind;
 }
 
 TEST(QlgParmToString, UnknownKindOrMissingTextGivesAnEmptyString) {
