@@ -17,20 +17,17 @@
 #include <ardel/QlgObject.h>
 #include <ardel/QlgToolkit.h>
 #include "handlers/QlgConsoleHandler.h"
+#include "support/Recorder.h"
 #include "support/TestSupport.h"
 
 namespace {
 
+using ardeltest::bareMessage;
 using ardeltest::CaptureFd;
+using ardeltest::headText;
+using ardeltest::tailText;
 
-/* Formatter slots of the test classes. */
-char* headText(QlgObject*) { return QlgMem_strdup("HEAD\n"); }
-char* tailText(QlgObject*) { return QlgMem_strdup("TAIL\n"); }
 char* noText(QlgObject*, QlgEvent*) { return nullptr; }
-char* bareMessage(QlgObject*, QlgEvent* event) {
-  std::string text = std::string(event->message->defaultText) + "\n";
-  return QlgMem_strdup(text.c_str());
-}
 
 void registerTestClasses() {
   /* Bare message lines keep the expectations free of time stamps. */
@@ -83,22 +80,18 @@ class QlgConsoleHandlerTest : public ::testing::Test {
 
 // --- where the text goes -------------------------------------------------------
 
-TEST_F(QlgConsoleHandlerTest, TheConsoleHandlerWritesEventsToStandardOutput) {
-  QlgObject* h = handlerWith("out", "qlg_consolehandler", "test_bareformatter");
-  CaptureFd out(1), err(2);
-  publish(h, event("first"));
-  publish(h, event("second"));
-  EXPECT_EQ(out.text(), "first\nsecond\n");
-  EXPECT_EQ(err.text(), "");
-}
-
-TEST_F(QlgConsoleHandlerTest, TheStderrHandlerWritesEventsToStandardErrorButItsHeadToStandardOutput) {
-  QlgObject* h = handlerWith("err", "qlg_stderrhandler", "test_headtailformatter");
-  CaptureFd out(1), err(2);
-  publish(h, event("one"));
-  publish(h, event("two"));
-  EXPECT_EQ(out.text(), "HEAD\n");
-  EXPECT_EQ(err.text(), "one\ntwo\n");
+TEST_F(QlgConsoleHandlerTest, ConsoleWritesToStandardOutputStderrToStandardErrorWithItsHeadOnOutput) {
+  struct { const char *cls, *fmt, *out, *err; } cases[] = {
+      {"qlg_consolehandler", "test_bareformatter", "first\nsecond\n", ""},
+      {"qlg_stderrhandler", "test_headtailformatter", "HEAD\n", "first\nsecond\n"}};
+  for (const auto& c : cases) {
+    QlgObject* h = handlerWith(c.cls, c.cls, c.fmt);
+    CaptureFd out(1), err(2);
+    publish(h, event("first"));
+    publish(h, event("second"));
+    EXPECT_EQ(out.text(), c.out) << c.cls;
+    EXPECT_EQ(err.text(), c.err) << c.cls;
+  }
 }
 
 TEST_F(QlgConsoleHandlerTest, TheDefaultFormatterWritesABasicLine) {
@@ -136,9 +129,10 @@ TEST_F(QlgConsoleHandlerTest, TheHeadIsWrittenOnceBeforeTheFirstEvent) {
   EXPECT_EQ(out.text(), "HEAD\na\nb\n");
 }
 
-TEST_F(QlgConsoleHandlerTest, OpenWritesTheHeadAndCloseTheTailOnce) {
+TEST_F(QlgConsoleHandlerTest, OpenWritesTheHeadAndCloseTheTailOnceButNoTailBeforeAHead) {
   QlgObject* h = handlerWith("openclose", "qlg_stderrhandler", "test_headtailformatter");
   CaptureFd out(1), err(2);
+  QlgConsoleHandler_close(h);  // never wrote its head: no tail
   QlgConsoleHandler_open(h);
   QlgConsoleHandler_open(h);
   publish(h, event("e"));
@@ -146,13 +140,6 @@ TEST_F(QlgConsoleHandlerTest, OpenWritesTheHeadAndCloseTheTailOnce) {
   QlgConsoleHandler_close(h);
   EXPECT_EQ(out.text(), "HEAD\nTAIL\n");
   EXPECT_EQ(err.text(), "e\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, AHandlerThatNeverWroteItsHeadWritesNoTail) {
-  QlgObject* h = handlerWith("quiet", "qlg_consolehandler", "test_headtailformatter");
-  CaptureFd out(1);
-  QlgConsoleHandler_close(h);
-  EXPECT_EQ(out.text(), "");
 }
 
 TEST_F(QlgConsoleHandlerTest, ReleasingTheLastUserReferenceWritesTheTail) {
@@ -176,48 +163,31 @@ TEST_F(QlgConsoleHandlerTest, TheHeadFlagStartsClearedInItsOwnByte) {
 
 // --- the enabled switch and chaining ---------------------------------------------
 
-TEST_F(QlgConsoleHandlerTest, EventsArePassedOnToTheHandlersOwnListeners) {
-  QlgObject* first = handlerWith("chain1", "qlg_consolehandler", "test_bareformatter");
-  QlgObject* second = handlerWith("chain2", "qlg_stderrhandler", "test_bareformatter");
-  QlgObject_addListener(first, second);
-  CaptureFd out(1), err(2);
-  publish(first, event("both"));
-  EXPECT_EQ(out.text(), "both\n");
-  EXPECT_EQ(err.text(), "both\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, LoggingOffStopsOutputAndForwarding) {
-  QlgObject* first = handlerWith("off1", "qlg_consolehandler", "test_headtailformatter");
-  QlgObject* second = handlerWith("off2", "qlg_stderrhandler", "test_bareformatter");
-  QlgObject_addListener(first, second);
-  QlgObject_storeProperty(first, "logging", "off");
-  CaptureFd out(1), err(2);
-  publish(first, event("dropped"));
-  EXPECT_EQ(out.text(), "");
-  EXPECT_EQ(err.text(), "");
-  EXPECT_EQ(*static_cast<unsigned char*>(first->data), 0) << "no head while disabled";
-}
-
-TEST_F(QlgConsoleHandlerTest, AnEventWithoutTextIsStillPassedOn) {
-  QlgObject* first = handlerWith("mute1", "qlg_consolehandler", "test_mutedformatter");
-  QlgObject* second = handlerWith("mute2", "qlg_stderrhandler", "test_bareformatter");
-  QlgObject_addListener(first, second);
-  CaptureFd out(1), err(2);
-  publish(first, event("forwarded"));
-  EXPECT_EQ(out.text(), "");
-  EXPECT_EQ(err.text(), "forwarded\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, AHandlerWithoutFormatterWritesNothingButStillForwards) {
-  QlgObject* first = make("nofmt1", "qlg_consolehandler");
-  QlgObject* second = handlerWith("nofmt2", "qlg_stderrhandler", "test_bareformatter");
-  QlgHandler_setFormatter(first, nullptr);
-  EXPECT_EQ(QlgHandler_getFormatter(first), nullptr);
-  QlgObject_addListener(first, second);
-  CaptureFd out(1), err(2);
-  publish(first, event("onward"));
-  EXPECT_EQ(out.text(), "");
-  EXPECT_EQ(err.text(), "onward\n");
+/* The first handler writes to standard output and passes events on to a
+   stderr handler; what it writes and what it forwards depend on its setup. */
+TEST_F(QlgConsoleHandlerTest, EventsArePassedOnToListenersWithOrWithoutTextButNotWhileLoggingIsOff) {
+  struct { const char *rule, *fmt; bool off; const char *out, *err; } cases[] = {
+      {"passed on", "test_bareformatter", false, "both\n", "both\n"},
+      {"formatter gives no text", "test_mutedformatter", false, "", "both\n"},
+      {"no formatter", nullptr, false, "", "both\n"},
+      {"logging off: no output, no forwarding", "test_headtailformatter", true, "", ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.rule);
+    std::string name = std::string("chain") + std::to_string(objects_.size());
+    QlgObject* first = c.fmt ? handlerWith(name.c_str(), "qlg_consolehandler", c.fmt)
+                             : make(name.c_str(), "qlg_consolehandler");
+    if (!c.fmt) {
+      QlgHandler_setFormatter(first, nullptr);
+      EXPECT_EQ(QlgHandler_getFormatter(first), nullptr);
+    }
+    QlgObject_addListener(first, handlerWith((name + "b").c_str(), "qlg_stderrhandler", "test_bareformatter"));
+    if (c.off) QlgObject_storeProperty(first, "logging", "off");
+    CaptureFd out(1), err(2);
+    publish(first, event("both"));
+    EXPECT_EQ(out.text(), c.out);
+    EXPECT_EQ(err.text(), c.err);
+    if (c.off) { EXPECT_EQ(*static_cast<unsigned char*>(first->data), 0) << "no head while disabled"; }
+  }
 }
 
 TEST_F(QlgConsoleHandlerTest, MissingInstanceDataOrArgumentsWriteNothing) {
@@ -272,26 +242,20 @@ TEST_F(QlgConsoleHandlerTest, ReplacingTheFormatterReleasesExactlyOneReference) 
   EXPECT_EQ(f->refCount, fBefore + 1);
 }
 
-TEST_F(QlgConsoleHandlerTest, AnAbsentFormatterNameLeavesTheFormatterUnchanged) {
+TEST_F(QlgConsoleHandlerTest, AnAbsentOrUnknownFormatterNameLeavesTheFormatterUnchanged) {
   QlgObject* h = handlerWith("keep", "qlg_consolehandler", "test_bareformatter");
   QlgObject* before = QlgHandler_getFormatter(h);
   QlgHandler_propertyChanged(h, "formatterName");  // the property is not set
-  QlgObject* after = QlgHandler_getFormatter(h);
-  EXPECT_EQ(after, before);
+  for (int unknown = 0; unknown < 2; unknown++) {
+    if (unknown) {
+      CaptureFd err(2);  // the toolkit reports the missing class
+      QlgObject_storeProperty(h, "formatterName", (prefix_ + "neverDefined").c_str());
+    }
+    QlgObject* after = QlgHandler_getFormatter(h);
+    EXPECT_EQ(after, before) << (unknown ? "unknown name" : "absent name");
+    QlgObject_release(after);
+  }
   QlgObject_release(before);
-  QlgObject_release(after);
-}
-
-TEST_F(QlgConsoleHandlerTest, AnUnknownFormatterNameLeavesTheFormatterUnchanged) {
-  QlgObject* h = handlerWith("unknown", "qlg_consolehandler", "test_bareformatter");
-  QlgObject* before = QlgHandler_getFormatter(h);
-  CaptureFd err(2);  // the toolkit reports the missing class
-  QlgObject_storeProperty(h, "formatterName", (prefix_ + "neverDefined").c_str());
-  err.text();
-  QlgObject* after = QlgHandler_getFormatter(h);
-  EXPECT_EQ(after, before);
-  QlgObject_release(before);
-  QlgObject_release(after);
 }
 
 TEST_F(QlgConsoleHandlerTest, FormatterNameCreatesAFormatterFromItsConfiguration) {
