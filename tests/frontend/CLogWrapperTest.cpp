@@ -11,6 +11,7 @@
 #include <ardel/QlgObject.h>
 #include <ardel/QlgToolkit.h>
 
+#include <functional>
 #include <string>
 
 #include "frontend/CLogWrapperInt.h"
@@ -44,6 +45,21 @@ void start(const TempDir& dir, const std::string& properties) {
 CLogWrapper* hwAt(const TempDir& dir, const std::string& level) {
   start(dir, std::string(kRecorder) + loggerAt("hw.loggers.trcLogger", level));
   return getCLogHw();
+}
+
+/* Runs body in a fresh child on a hw record at the given logger level. */
+void withHw(const std::string& level, const std::function<void(CLogWrapper*)>& body) {
+  inChild([&] {
+    TempDir dir;
+    body(hwAt(dir, level));
+  });
+}
+
+/* The text of a toolkit-allocated string, which is freed. */
+std::string take(char* text) {
+  std::string s = text ? text : "(null)";
+  QlgMem_free(text);
+  return s;
 }
 
 void emitAll(CLogWrapper* w) {
@@ -115,9 +131,7 @@ TEST(RecordFill, LevelComesFromTheLoggersThresholdAtFill) {
 }
 
 TEST(RecordFill, LaterThresholdChangeDoesNotRefreshTheRecord) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MIN");
+  withHw("DEBUG_MIN", [](CLogWrapper* w) {
     ASSERT_EQ(w->trcLevel, 1);
     w->logger->field1.level = 1000;
     EXPECT_EQ(getCLogHw()->trcLevel, 1);
@@ -161,9 +175,7 @@ TEST(RecordFill, FailedToolkitStartLeavesTheRecordEmptyAndIsNotRetried) {
 }
 
 TEST(TraceGate, MaximumEmitsAllFiveAtTheirToolkitLevels) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MAX");
+  withHw("DEBUG_MAX", [](CLogWrapper* w) {
     ASSERT_EQ(w->trcLevel, 4);
     emitAll(w);
     ASSERT_EQ(seen().size(), 5u);
@@ -181,47 +193,31 @@ TEST(TraceGate, MaximumEmitsAllFiveAtTheirToolkitLevels) {
   });
 }
 
-TEST(TraceGate, MiddleEmitsMidAndMinOnly) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MID");
-    emitAll(w);
-    EXPECT_EQ(texts(), "mid;min;");
+/* Each level passes the calls at or below it; level 0 passes none although
+   the record is active, and the gate reads the record, not the logger. */
+TEST(TraceGate, EachLevelEmitsItsCallsOnlyByTheCachedRecord) {
+  struct { const char *level, *want; bool raiseLogger; } cases[] = {
+      {"DEBUG_MID", "mid;min;", false}, {"DEBUG_MIN", "min;", false}, {"INFO", "", false},
+      {"DEBUG_MIN", "min;", true}};
+  for (const auto& c : cases) {
+    withHw(c.level, [&](CLogWrapper* w) {
+      ASSERT_EQ(w->active, 1);
+      if (c.raiseLogger) w->logger->field1.level = 1000; /* the toolkit would pass everything now */
+      emitAll(w);
+      EXPECT_EQ(texts(), c.want) << c.level << (c.raiseLogger ? " after raising the logger" : "");
+    });
+  }
+}
+
+TEST(TraceGate, MiddleIsActiveForMidOnlyAndMinimumDoesNotFormatMid) {
+  withHw("DEBUG_MID", [](CLogWrapper* w) {
     EXPECT_EQ(istraceActive(w, 2), 1);
     EXPECT_EQ(istraceActive(w, 1), 0);
   });
-}
-
-TEST(TraceGate, MinimumSuppressesMidWithoutFormattingIt) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MIN");
-    emitAll(w);
-    EXPECT_EQ(texts(), "min;");
+  withHw("DEBUG_MIN", [](CLogWrapper* w) {
     /* A suppressed call must not even format: a bad argument would crash. */
     traceMID(w, 1, "f.c", "fn", "%s", reinterpret_cast<const char*>(1));
-    EXPECT_EQ(seen().size(), 1u);
-  });
-}
-
-TEST(TraceGate, LevelZeroEmitsNothing) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "INFO");
-    ASSERT_EQ(w->active, 1);
-    emitAll(w);
     EXPECT_TRUE(seen().empty());
-  });
-}
-
-TEST(TraceGate, GateUsesTheCachedRecordOnly) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MIN");
-    /* The toolkit would pass everything now, but the record says minimum. */
-    w->logger->field1.level = 1000;
-    emitAll(w);
-    EXPECT_EQ(texts(), "min;");
   });
 }
 
@@ -247,9 +243,7 @@ TEST(NullRecord, CallsReportTheAssertionAndCarryOn) {
 }
 
 TEST(MethodText, OnlyTheMethodNameIsEscaped) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MAX");
+  withHw("DEBUG_MAX", [](CLogWrapper* w) {
     traceEntry(w, 1, "a<b>.c", "a<b>", "x<y>&z");
     traceMAX(w, 2, "f.c", "a<b>", "m");
     traceExit(w, 3, "f.c", nullptr, "n");
@@ -265,45 +259,26 @@ TEST(MethodText, OnlyTheMethodNameIsEscaped) {
 }
 
 TEST(MethodText, EscapeXmlReplacesTheFiveSpecials) {
-  char* all = CLogWrapper_escapeXml("\"&'<>");
-  EXPECT_STREQ(all, "&quot;&amp;&apos;&lt;&gt;");
-  QlgMem_free(all);
-  char* mixed = CLogWrapper_escapeXml("a&&b");
-  EXPECT_STREQ(mixed, "a&amp;&amp;b");
-  QlgMem_free(mixed);
-  char* plain = CLogWrapper_escapeXml("no specials");
-  EXPECT_STREQ(plain, "no specials");
-  QlgMem_free(plain);
-  char* empty = CLogWrapper_escapeXml("");
-  EXPECT_STREQ(empty, "");
-  QlgMem_free(empty);
-  EXPECT_EQ(CLogWrapper_escapeXml(nullptr), nullptr);
+  struct { const char *in, *want; } cases[] = {
+      {"\"&'<>", "&quot;&amp;&apos;&lt;&gt;"}, {"a&&b", "a&amp;&amp;b"}, {"no specials", "no specials"},
+      {"", ""}, {nullptr, "(null)"}};
+  for (const auto& c : cases) EXPECT_EQ(take(CLogWrapper_escapeXml(c.in)), c.want);
 }
 
 TEST(MethodText, PrefixNameJoinsAndEscapes) {
-  char* joined = CLogWrapper_prefixName("Entry ", "run");
-  EXPECT_STREQ(joined, "Entry run");
-  QlgMem_free(joined);
-  char* escaped = CLogWrapper_prefixName("Exit ", "op'<'");
-  EXPECT_STREQ(escaped, "Exit op&apos;&lt;&apos;");
-  QlgMem_free(escaped);
-  char* bare = CLogWrapper_prefixName("", nullptr);
-  EXPECT_STREQ(bare, "");
-  QlgMem_free(bare);
+  EXPECT_EQ(take(CLogWrapper_prefixName("Entry ", "run")), "Entry run");
+  EXPECT_EQ(take(CLogWrapper_prefixName("Exit ", "op'<'")), "Exit op&apos;&lt;&apos;");
+  EXPECT_EQ(take(CLogWrapper_prefixName("", nullptr)), "");
 }
 
 TEST(MethodText, NullPrefixIsReportedAndTreatedAsEmpty) {
   CaptureFd err(2);
-  char* text = CLogWrapper_prefixName(nullptr, "m");
-  EXPECT_STREQ(text, "m");
-  QlgMem_free(text);
+  EXPECT_EQ(take(CLogWrapper_prefixName(nullptr, "m")), "m");
   EXPECT_NE(err.text().find("prefix != NULL"), std::string::npos);
 }
 
 TEST(FormattedText, LongTextIsCutAt1023Characters) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MAX");
+  withHw("DEBUG_MAX", [](CLogWrapper* w) {
     std::string longText(2000, 'x');
     longText[1022] = 'A';
     longText[1023] = 'B';
@@ -318,9 +293,7 @@ TEST(FormattedText, LongTextIsCutAt1023Characters) {
 }
 
 TEST(FormattedText, PercentInTheFormattedTextArrivesLiterally) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MAX");
+  withHw("DEBUG_MAX", [](CLogWrapper* w) {
     traceMIN(w, 1, "f.c", "fn", "%s", "50%d done %s");
     traceMID(w, 2, "f.c", "fn", "rate %d%s", 100, "% s");
     ASSERT_EQ(seen().size(), 2u);
@@ -330,9 +303,7 @@ TEST(FormattedText, PercentInTheFormattedTextArrivesLiterally) {
 }
 
 TEST(Macros, SuppressedStatementsDoNotEvaluateTheirArguments) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MIN");
+  withHw("DEBUG_MIN", [](CLogWrapper* w) {
     g_evaluated = 0;
     ARDEL_TRACE_ENTRY(w, "%d", countEvaluation());
     ARDEL_TRACE_EXIT(w, "%d", countEvaluation());
@@ -352,9 +323,7 @@ TEST(Macros, SuppressedStatementsDoNotEvaluateTheirArguments) {
 }
 
 TEST(Macros, MaximumEmitsEntryAndExitWithTheEnclosingFunction) {
-  inChild([] {
-    TempDir dir;
-    CLogWrapper* w = hwAt(dir, "DEBUG_MAX");
+  withHw("DEBUG_MAX", [](CLogWrapper* w) {
     ARDEL_TRACE_ENTRY(w, "in");
     ARDEL_TRACE_EXIT(w, "out %s", "now");
     ASSERT_EQ(seen().size(), 2u);
