@@ -25,26 +25,15 @@ namespace {
 /* Sets or clears an environment variable for one test and restores it. */
 class EnvVar {
  public:
-  EnvVar(const char* name, const char* value) : name_(name) {
-    const char* old = std::getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    if (value)
-      setenv(name, value, 1);
-    else
-      unsetenv(name);
+  EnvVar(const char* name, const char* value) : name_(name), had_(std::getenv(name) != nullptr) {
+    if (had_) old_ = std::getenv(name);
+    value ? setenv(name, value, 1) : unsetenv(name);
   }
-  ~EnvVar() {
-    if (had_)
-      setenv(name_.c_str(), old_.c_str(), 1);
-    else
-      unsetenv(name_.c_str());
-  }
+  ~EnvVar() { had_ ? setenv(name_.c_str(), old_.c_str(), 1) : unsetenv(name_.c_str()); }
 
  private:
-  std::string name_;
-  std::string old_;
-  bool had_ = false;
+  std::string name_, old_;
+  bool had_;
 };
 
 /* A system root holding tyx/tyx.ini with the given content. */
@@ -102,19 +91,15 @@ std::string checkedName(const TempDir& dir, const std::string& traceFile, const 
 
 }  // namespace
 
-TEST(InitializeWrapper, GivenPathIsKeptWithSlashesAndNothingAppended) {
-  EXPECT_EQ(initializeWrapper("C:\\a\\b.properties"), 17);
-  EXPECT_STREQ(CLogWrapper_configPath(), "C:/a/b.properties");
-  EXPECT_EQ(initializeWrapper("/etc/x.properties"), 17);
-  EXPECT_STREQ(CLogWrapper_configPath(), "/etc/x.properties");
-  EXPECT_EQ(initializeWrapper(""), 0);
-  EXPECT_STREQ(CLogWrapper_configPath(), "");
-}
-
-TEST(InitializeWrapper, OverlongGivenPathIsCutAt1024Bytes) {
+TEST(InitializeWrapper, GivenPathIsKeptWithSlashesNothingAppendedAndCutAt1024Bytes) {
   std::string longPath(1500, 'p');
-  EXPECT_EQ(initializeWrapper(longPath.c_str()), 1024);
-  EXPECT_EQ(std::string(CLogWrapper_configPath()), longPath.substr(0, 1024));
+  struct { std::string in; int len; std::string path; } cases[] = {
+      {"C:\\a\\b.properties", 17, "C:/a/b.properties"}, {"/etc/x.properties", 17, "/etc/x.properties"},
+      {"", 0, ""}, {longPath, 1024, longPath.substr(0, 1024)}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(initializeWrapper(c.in.c_str()), c.len) << c.in;
+    EXPECT_EQ(std::string(CLogWrapper_configPath()), c.path);
+  }
 }
 
 TEST(InitializeWrapper, TyxTestHomeWinsOverTheIni) {
@@ -126,23 +111,17 @@ TEST(InitializeWrapper, TyxTestHomeWinsOverTheIni) {
   EXPECT_STREQ(CLogWrapper_configPath(), "D:/t/config/TyxTrace.properties");
 }
 
-TEST(InitializeWrapper, IniValueAndKeyAreTrimmed) {
-  EXPECT_EQ(pathFromIni("[tyx]\n  TYX_HomeDirectory =  E:\\home  \r\n"),
-            "E:/home/config/TyxTrace.properties");
-}
-
-TEST(InitializeWrapper, IniKeyIsCaseSensitive) {
-  EXPECT_EQ(pathFromIni("tyx_homedirectory=E:\\home\n"), "/config/TyxTrace.properties");
-}
-
-TEST(InitializeWrapper, OnlyTheFirstMatchingLineCounts) {
-  EXPECT_EQ(pathFromIni("no equals here\nOther=1\nTYX_HomeDirectory=/first\n"
-                        "TYX_HomeDirectory=/second\n"),
-            "/first/config/TyxTrace.properties");
-}
-
-TEST(InitializeWrapper, IniLineIsSplitAtTheFirstEquals) {
-  EXPECT_EQ(pathFromIni("TYX_HomeDirectory=/a=b\n"), "/a=b/config/TyxTrace.properties");
+/* The key is matched case-sensitively after trimming, the line split at
+   its first equals sign, and only the first matching line counts. */
+TEST(InitializeWrapper, IniLinesGiveTheHomeByTheirFirstTrimmedCaseSensitiveMatch) {
+  struct { const char *ini, *path; } cases[] = {
+      {"[tyx]\n  TYX_HomeDirectory =  E:\\home  \r\n", "E:/home/config/TyxTrace.properties"},
+      {"tyx_homedirectory=E:\\home\n", "/config/TyxTrace.properties"},
+      {"no equals here\nOther=1\nTYX_HomeDirectory=/first\nTYX_HomeDirectory=/second\n",
+       "/first/config/TyxTrace.properties"},
+      {"TYX_HomeDirectory=/a=b\n", "/a=b/config/TyxTrace.properties"},
+      {"TYX_Other=/x\n\n", "/config/TyxTrace.properties"}};
+  for (const auto& c : cases) EXPECT_EQ(pathFromIni(c.ini), c.path) << c.ini;
 }
 
 TEST(InitializeWrapper, MissingIniGivesTheDefaultPathOf27) {
@@ -151,10 +130,6 @@ TEST(InitializeWrapper, MissingIniGivesTheDefaultPathOf27) {
   EnvVar sysroot("systemroot", dir.path().c_str());
   EXPECT_EQ(initializeWrapper(nullptr), 27);
   EXPECT_STREQ(CLogWrapper_configPath(), "/config/TyxTrace.properties");
-}
-
-TEST(InitializeWrapper, IniWithoutTheKeyGivesTheDefaultPath) {
-  EXPECT_EQ(pathFromIni("TYX_Other=/x\n\n"), "/config/TyxTrace.properties");
 }
 
 TEST(InitializeWrapper, SystemRootSpellingIsUsedWhenTheLowerCaseIsUnset) {
@@ -179,54 +154,35 @@ TEST(Trim, LeadingAndTrailingWhiteSpaceGoes) {
   CLogWrapper_trim(nullptr);
 }
 
-TEST(TraceFileCheck, WritableNewFileIsProbedAndLeavesNothingBehind) {
-  inChild([] {
-    TempDir dir, home;
-    std::string target = dir.file("new.log");
-    EXPECT_EQ(checkedName(dir, target, home.path()), target);
-    EXPECT_FALSE(exists(target));
-  });
-}
-
-TEST(TraceFileCheck, ExistingWritableFileIsKeptIntact) {
-  inChild([] {
-    TempDir dir, home;
-    std::string target = dir.write("old.log", "earlier lines\n");
-    EXPECT_EQ(checkedName(dir, target, home.path()), target);
-    EXPECT_EQ(readFile(target), "earlier lines\n");
-  });
-}
-
-TEST(TraceFileCheck, UnwritableFileMovesToHomeUnderItsBaseName) {
-  inChild([] {
-    TempDir dir, home;
-    /* A directory where the file should be: the append open fails, also for root. */
-    std::string target = dir.file("trace.log");
-    ASSERT_EQ(mkdir(target.c_str(), 0700), 0);
-    EXPECT_EQ(checkedName(dir, target, home.path()), home.path() + "/trace.log");
-  });
-}
-
-TEST(TraceFileCheck, BackslashSeparatesTheBaseNameToo) {
-  inChild([] {
-    TempDir dir, home;
-    /* "sub" is the directory part; the whole name is a directory of its own
-       (POSIX takes the backslash as a plain character), so the append open
-       fails and the base name after the backslash moves home. */
-    ASSERT_EQ(mkdir(dir.file("sub").c_str(), 0700), 0);
-    std::string name = dir.file("sub\\t.log");
-    ASSERT_EQ(mkdir(name.c_str(), 0700), 0);
-    EXPECT_EQ(checkedName(dir, name, home.path()), home.path() + "\\t.log");
-  });
-}
-
-TEST(TraceFileCheck, MissingDirectoryLeavesTheNameAlone) {
-  inChild([] {
-    TempDir dir, home;
-    std::string target = dir.file("absent/trace.log");
-    EXPECT_EQ(checkedName(dir, target, home.path()), target);
-    EXPECT_FALSE(exists(dir.file("absent")));
-  });
+/* A writable name is kept (a new file is only probed, an existing one left
+   intact, a missing directory not made); a name that cannot be appended to
+   (a directory stands there, which stops root too) moves to the home
+   directory under its base name, a backslash also separating it: POSIX
+   takes it as a plain character, so "sub\t.log" is a directory of its own. */
+TEST(TraceFileCheck, WritableNamesAreKeptAndUnwritableOnesMoveHomeUnderTheirBaseName) {
+  struct { const char *name, *content, *makeFirst; bool block; const char* movedTo; } cases[] = {
+      {"new.log", nullptr, nullptr, false, nullptr},
+      {"old.log", "earlier lines\n", nullptr, false, nullptr},
+      {"absent/trace.log", nullptr, nullptr, false, nullptr},
+      {"trace.log", nullptr, nullptr, true, "/trace.log"},
+      {"sub\\t.log", nullptr, "sub", true, "\\t.log"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    inChild([&] {
+      TempDir dir, home;
+      std::string target = dir.file(c.name);
+      if (c.content) writeFile(target, c.content);
+      if (c.makeFirst) { ASSERT_EQ(mkdir(dir.file(c.makeFirst).c_str(), 0700), 0); }
+      if (c.block) { ASSERT_EQ(mkdir(target.c_str(), 0700), 0); }
+      EXPECT_EQ(checkedName(dir, target, home.path()), c.movedTo ? home.path() + c.movedTo : target);
+      if (c.content) {
+        EXPECT_EQ(readFile(target), c.content);
+      } else if (!c.block) {
+        EXPECT_FALSE(exists(target));
+        EXPECT_FALSE(exists(dir.file("absent")));
+      }
+    });
+  }
 }
 
 TEST(TraceFileCheck, UnwritableFileWithoutHomeKeepsItsName) {
