@@ -33,6 +33,23 @@ uint64_t neg(int64_t v) { return static_cast<uint64_t>(v); }
 
 const CxGrouping kComma3 = {",", "\3"};
 
+/* One conversion and its exact output. */
+struct Case {
+  char c;
+  int flags, width, precision;
+  uint64_t v;
+  const char* out;
+};
+
+template <size_t N>
+void expectAll(const Case (&cases)[N]) {
+  for (const Case& k : cases) {
+    EXPECT_EQ(conv(k.c, k.flags, k.width, k.precision, k.v), k.out)
+        << "%" << k.c << " flags " << k.flags << " width " << k.width << " precision "
+        << k.precision << " value " << k.v;
+  }
+}
+
 std::string grouped(int64_t v, const CxGrouping& g, int flags = G, int width = -1) {
   return conv('d', flags, width, -1, neg(v), &g);
 }
@@ -40,62 +57,40 @@ std::string grouped(int64_t v, const CxGrouping& g, int flags = G, int width = -
 }  // namespace
 
 TEST(CxPrintUtilInteger, BasesAndDigitTables) {
-  EXPECT_EQ(conv('d', 0, -1, -1, 255), "255");
-  EXPECT_EQ(conv('u', 0, -1, -1, 255), "255");
-  EXPECT_EQ(conv('o', 0, -1, -1, 255), "377");
-  EXPECT_EQ(conv('x', 0, -1, -1, 0xBEEF), "beef");
-  EXPECT_EQ(conv('X', 0, -1, -1, 0xBEEF), "BEEF");
-  EXPECT_EQ(conv('p', 0, -1, -1, 0xABC), "abc");
-  EXPECT_EQ(conv('u', 0, -1, -1, UINT64_MAX), "18446744073709551615");
-  EXPECT_EQ(conv('o', 0, -1, -1, UINT64_MAX), "1777777777777777777777");
+  expectAll({{'d', 0, -1, -1, 255, "255"}, {'u', 0, -1, -1, 255, "255"}, {'o', 0, -1, -1, 255, "377"},
+             {'x', 0, -1, -1, 0xBEEF, "beef"}, {'X', 0, -1, -1, 0xBEEF, "BEEF"},
+             {'p', 0, -1, -1, 0xABC, "abc"}, {'u', 0, -1, -1, UINT64_MAX, "18446744073709551615"},
+             {'o', 0, -1, -1, UINT64_MAX, "1777777777777777777777"}});
 }
 
 TEST(CxPrintUtilInteger, SignsApplyToSignedDecimalOnly) {
-  EXPECT_EQ(conv('d', 0, -1, -1, neg(-42)), "-42");
-  EXPECT_EQ(conv('d', P, -1, -1, 42), "+42");
-  EXPECT_EQ(conv('d', S, -1, -1, 42), " 42");
-  EXPECT_EQ(conv('d', P | S, -1, -1, 42), "+42");
-  EXPECT_EQ(conv('d', P, -1, -1, neg(-42)), "-42");
-  EXPECT_EQ(conv('d', 0, -1, -1, neg(INT64_MIN)), "-9223372036854775808");
-  EXPECT_EQ(conv('u', P | S, -1, -1, 42), "42");
-  EXPECT_EQ(conv('x', P, -1, -1, neg(-1)), "ffffffffffffffff");
+  expectAll({{'d', 0, -1, -1, neg(-42), "-42"}, {'d', P, -1, -1, 42, "+42"}, {'d', S, -1, -1, 42, " 42"},
+             {'d', P | S, -1, -1, 42, "+42"}, {'d', P, -1, -1, neg(-42), "-42"},
+             {'d', 0, -1, -1, neg(INT64_MIN), "-9223372036854775808"}, {'u', P | S, -1, -1, 42, "42"},
+             {'x', P, -1, -1, neg(-1), "ffffffffffffffff"}});
 }
 
 TEST(CxPrintUtilInteger, AlternateFormPrefixesOnlyNonZeroValues) {
-  EXPECT_EQ(conv('x', A, -1, -1, 255), "0xff");
-  EXPECT_EQ(conv('X', A, -1, -1, 255), "0XFF");
-  EXPECT_EQ(conv('x', A, -1, -1, 0), "0");
-  EXPECT_EQ(conv('o', A, -1, -1, 8), "010");
-  EXPECT_EQ(conv('o', A, -1, -1, 0), "0");
-  EXPECT_EQ(conv('o', A, -1, 5, 8), "00010");
-  EXPECT_EQ(conv('d', A, -1, -1, 8), "8");
+  expectAll({{'x', A, -1, -1, 255, "0xff"}, {'X', A, -1, -1, 255, "0XFF"}, {'x', A, -1, -1, 0, "0"},
+             {'o', A, -1, -1, 8, "010"}, {'o', A, -1, -1, 0, "0"}, {'o', A, -1, 5, 8, "00010"},
+             {'d', A, -1, -1, 8, "8"}});
 }
 
 TEST(CxPrintUtilInteger, PrecisionGivesMinimumDigitsAndCancelsZeroFill) {
-  EXPECT_EQ(conv('d', 0, -1, 5, 42), "00042");
-  EXPECT_EQ(conv('d', 0, -1, 5, neg(-42)), "-00042");
-  EXPECT_EQ(conv('d', Z, 8, 3, 5), "     005");
-  EXPECT_EQ(conv('d', 0, -1, -1, 0), "0");
-  EXPECT_EQ(conv('d', 0, -1, 1, 0), "0");
-  EXPECT_EQ(conv('x', A, -1, 4, 0x1F), "0x001f");
+  expectAll({{'d', 0, -1, 5, 42, "00042"}, {'d', 0, -1, 5, neg(-42), "-00042"},
+             {'d', Z, 8, 3, 5, "     005"}, {'d', 0, -1, -1, 0, "0"}, {'d', 0, -1, 1, 0, "0"},
+             {'x', A, -1, 4, 0x1F, "0x001f"}});
 }
 
 TEST(CxPrintUtilInteger, PrecisionZeroWithValueZeroPrintsNothingEvenWithWidth) {
-  EXPECT_EQ(conv('d', 0, -1, 0, 0), "");
-  EXPECT_EQ(conv('d', 0, 6, 0, 0), "");
-  EXPECT_EQ(conv('o', A, 6, 0, 0), "");
-  EXPECT_EQ(conv('d', P, 4, 0, 0), "");
-  EXPECT_EQ(conv('d', 0, 4, 0, 7), "   7");
+  expectAll({{'d', 0, -1, 0, 0, ""}, {'d', 0, 6, 0, 0, ""}, {'o', A, 6, 0, 0, ""}, {'d', P, 4, 0, 0, ""},
+             {'d', 0, 4, 0, 7, "   7"}});
 }
 
 TEST(CxPrintUtilInteger, WidthPadsInFrontBehindOrWithZerosAfterTheSign) {
-  EXPECT_EQ(conv('d', 0, 6, -1, 42), "    42");
-  EXPECT_EQ(conv('d', L, 6, -1, 42), "42    ");
-  EXPECT_EQ(conv('d', L | Z, 6, -1, 42), "42    ");
-  EXPECT_EQ(conv('d', Z | P, 6, -1, 42), "+00042");
-  EXPECT_EQ(conv('d', Z, 6, -1, neg(-42)), "-00042");
-  EXPECT_EQ(conv('x', Z | A, 8, -1, 255), "0x0000ff");
-  EXPECT_EQ(conv('d', 0, 1, -1, 12345), "12345");
+  expectAll({{'d', 0, 6, -1, 42, "    42"}, {'d', L, 6, -1, 42, "42    "}, {'d', L | Z, 6, -1, 42, "42    "},
+             {'d', Z | P, 6, -1, 42, "+00042"}, {'d', Z, 6, -1, neg(-42), "-00042"},
+             {'x', Z | A, 8, -1, 255, "0x0000ff"}, {'d', 0, 1, -1, 12345, "12345"}});
 }
 
 TEST(CxPrintUtilGrouping, GroupsDecimalDigitsWithTheLocaleSeparator) {
@@ -110,12 +105,8 @@ TEST(CxPrintUtilGrouping, GroupsDecimalDigitsWithTheLocaleSeparator) {
 }
 
 TEST(CxPrintUtilGrouping, NoGroupingWithoutSeparatorOrValidSizes) {
-  const CxGrouping empty = {"", "\3"};
-  const CxGrouping noSizes = {",", ""};
-  const CxGrouping zeroFirst = {",", "\xFF"};
-  EXPECT_EQ(grouped(1234567, empty), "1234567");
-  EXPECT_EQ(grouped(1234567, noSizes), "1234567");
-  EXPECT_EQ(grouped(1234567, zeroFirst), "1234567");
+  for (const CxGrouping& g : {CxGrouping{"", "\3"}, CxGrouping{",", ""}, CxGrouping{",", "\xFF"}})
+    EXPECT_EQ(grouped(1234567, g), "1234567") << "'" << g.separator << "'";
   EXPECT_EQ(conv('d', G, -1, -1, 1234567, nullptr), "1234567");
   EXPECT_EQ(grouped(1234567, kComma3, 0), "1234567");
   EXPECT_EQ(conv('x', G, -1, -1, 0x1234567, &kComma3), "1234567");
@@ -123,18 +114,12 @@ TEST(CxPrintUtilGrouping, NoGroupingWithoutSeparatorOrValidSizes) {
 }
 
 TEST(CxPrintUtilGrouping, SizesMoveOnRepeatTheLastAndStopAtCharMax) {
-  const CxGrouping indian = {",", "\3\2"};
-  EXPECT_EQ(grouped(1234567890, indian), "1,23,45,67,890");
+  EXPECT_EQ(grouped(1234567890, {",", "\3\2"}), "1,23,45,67,890");
   const char stop[] = {3, CHAR_MAX, 0};
-  const CxGrouping once = {".", stop};
-  EXPECT_EQ(grouped(1234567890, once), "1234567.890");
-  const CxGrouping ones = {"_", "\1"};
-  EXPECT_EQ(grouped(1234, ones), "1_2_3_4");
-}
-
-TEST(CxPrintUtilGrouping, MultiByteSeparatorIsWrittenWhole) {
-  const CxGrouping thin = {"\xE2\x80\xAF", "\3"};
-  EXPECT_EQ(grouped(1234567, thin), "1\xE2\x80\xAF" "234\xE2\x80\xAF" "567");
+  EXPECT_EQ(grouped(1234567890, {".", stop}), "1234567.890");
+  EXPECT_EQ(grouped(1234, {"_", "\1"}), "1_2_3_4");
+  // A multi-byte separator is written whole.
+  EXPECT_EQ(grouped(1234567, {"\xE2\x80\xAF", "\3"}), "1\xE2\x80\xAF" "234\xE2\x80\xAF" "567");
 }
 
 TEST(CxPrintUtilGrouping, GroupDigitsReportsAWorkAreaTooSmall) {
