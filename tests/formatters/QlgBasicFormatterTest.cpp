@@ -23,27 +23,18 @@
 
 namespace {
 
-/* Sets the process time zone for one test and restores it afterwards. */
-class ScopedTz {
- public:
-  explicit ScopedTz(const char* tz) {
-    const char* old = getenv("TZ");
-    hadOld_ = old != nullptr;
-    if (old) old_ = old;
+/* Sets the process time zone for one scope and restores it afterwards. */
+struct ScopedTz {
+  explicit ScopedTz(const char* tz) : had(getenv("TZ") != nullptr), old(had ? getenv("TZ") : "") {
     setenv("TZ", tz, 1);
     tzset();
   }
   ~ScopedTz() {
-    if (hadOld_)
-      setenv("TZ", old_.c_str(), 1);
-    else
-      unsetenv("TZ");
+    if (had) setenv("TZ", old.c_str(), 1); else unsetenv("TZ");
     tzset();
   }
-
- private:
-  bool hadOld_ = false;
-  std::string old_;
+  bool had;
+  std::string old;
 };
 
 /* Milliseconds since 1970 of a UTC calendar time. */
@@ -85,46 +76,29 @@ class HandMadeFormatter {
 
 // --- the time stamp --------------------------------------------------------
 
-TEST(QlgBasicFormatterTimeStamp, ShowsLocalTimeWithMillisecondsAndAnEastOffset) {
-  ScopedTz tz("CET-1CEST,M3.5.0,M10.5.0/3");
-  HandMadeFormatter f;
-  EXPECT_EQ(f.stamp(utcMillis(2009, 3, 14, 14, 9, 26, 535)), "2009-03-14 15:09:26.535+01:00");
+/* The built-in stamp of ms in time zone tz. */
+std::string stampIn(const char* tz, int64_t ms) {
+  ScopedTz zone(tz);
+  return HandMadeFormatter().stamp(ms);
 }
 
-TEST(QlgBasicFormatterTimeStamp, DaylightSavingAddsOneHourToTheOffset) {
-  ScopedTz tz("CET-1CEST,M3.5.0,M10.5.0/3");
-  HandMadeFormatter f;
-  EXPECT_EQ(f.stamp(utcMillis(2009, 7, 14, 13, 9, 26, 5)), "2009-07-14 15:09:26.005+02:00");
+TEST(QlgBasicFormatterTimeStamp, ShowsLocalTimeWithMillisecondsAndTheSignedOffsetIncludingDaylightSaving) {
+  const char* cet = "CET-1CEST,M3.5.0,M10.5.0/3";
+  EXPECT_EQ(stampIn(cet, utcMillis(2009, 3, 14, 14, 9, 26, 535)), "2009-03-14 15:09:26.535+01:00");
+  // Daylight saving adds an hour to the offset.
+  EXPECT_EQ(stampIn(cet, utcMillis(2009, 7, 14, 13, 9, 26, 5)), "2009-07-14 15:09:26.005+02:00");
+  // West of Greenwich with half hours: negative hours and minutes; daylight saving keeps the minutes.
+  EXPECT_EQ(stampIn("NST3:30", utcMillis(2009, 3, 14, 18, 39, 26, 0)), "2009-03-14 15:09:26.000-03:30");
+  EXPECT_EQ(stampIn("NST3:30NDT,M3.2.0,M11.1.0", utcMillis(2009, 7, 14, 17, 39, 26, 0)),
+            "2009-07-14 15:09:26.000-02:30");
+  EXPECT_EQ(stampIn("UTC0", utcMillis(2009, 3, 14, 15, 9, 26, 20)), "2009-03-14 15:09:26.020+00:00");
 }
 
-TEST(QlgBasicFormatterTimeStamp, AWestZoneWithHalfHoursShowsNegativeHoursAndMinutes) {
-  ScopedTz tz("NST3:30");
-  HandMadeFormatter f;
-  EXPECT_EQ(f.stamp(utcMillis(2009, 3, 14, 18, 39, 26, 0)), "2009-03-14 15:09:26.000-03:30");
-}
-
-TEST(QlgBasicFormatterTimeStamp, DaylightSavingLeavesTheMinutesUnchanged) {
-  ScopedTz tz("NST3:30NDT,M3.2.0,M11.1.0");
-  HandMadeFormatter f;
-  EXPECT_EQ(f.stamp(utcMillis(2009, 7, 14, 17, 39, 26, 0)), "2009-07-14 15:09:26.000-02:30");
-}
-
-TEST(QlgBasicFormatterTimeStamp, UtcShowsAPlusZeroOffset) {
-  ScopedTz tz("UTC0");
-  HandMadeFormatter f;
-  EXPECT_EQ(f.stamp(utcMillis(2009, 3, 14, 15, 9, 26, 20)), "2009-03-14 15:09:26.020+00:00");
-}
-
-TEST(QlgBasicFormatterTimeStamp, OneMillisecondBeforeAWholeSecondShows999) {
+TEST(QlgBasicFormatterTimeStamp, OneMillisecondBeforeASecondShows999AndNegativeTimesCountTowardsZero) {
   ScopedTz tz("UTC0");
   HandMadeFormatter f;
   EXPECT_EQ(f.stamp(utcMillis(2009, 3, 14, 15, 9, 27, 0) - 1), "2009-03-14 15:09:26.999+00:00");
   EXPECT_EQ(f.stamp(0), "1970-01-01 00:00:00.000+00:00");
-}
-
-TEST(QlgBasicFormatterTimeStamp, NegativeTimesCountSecondsTowardsZero) {
-  ScopedTz tz("UTC0");
-  HandMadeFormatter f;
   // -999 ms lies within second 0 when truncating (flooring would give 23:59:59);
   // the milliseconds keep the sign of the time.
   EXPECT_EQ(f.stamp(-999), "1970-01-01 00:00:00.-999+00:00");
@@ -191,8 +165,8 @@ class QlgBasicFormatterTest : public ::testing::Test {
   }
 
   /* A trace event at a fixed time: 2009-03-14 15:09:26.535 UTC. */
-  QlgEvent* event(const char* text) {
-    QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0);
+  QlgEvent* event(const char* text) { return stamped(QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0)); }
+  QlgEvent* stamped(QlgEvent* e) {
     EXPECT_NE(e, nullptr);
     if (e) {
       e->time = utcMillis(2009, 3, 14, 15, 9, 26, 535);
@@ -200,7 +174,9 @@ class QlgBasicFormatterTest : public ::testing::Test {
     }
     return e;
   }
-  std::string format(QlgEvent* e) { return take(QlgBasicFormatter_format(fmt_, e)); }
+  std::string format(QlgEvent* e, QlgObject* f = nullptr) { return take(QlgBasicFormatter_format(f ? f : fmt_, e)); }
+  /* The expected line: the stamp, then the rest. */
+  static std::string line(const std::string& rest) { return kStamp + rest; }
 
   static constexpr const char* kStamp = "2009-03-14 15:09:26.535+00:00";
   ScopedTz tz_{"UTC0"};
@@ -210,7 +186,7 @@ class QlgBasicFormatterTest : public ::testing::Test {
 };
 
 TEST_F(QlgBasicFormatterTest, AnEventWithoutPropertiesIsStampSeparatorMessageAndLineEnd) {
-  EXPECT_EQ(format(event("hello world")), std::string(kStamp) + " hello world\n");
+  EXPECT_EQ(format(event("hello world")), line(" hello world\n"));
 }
 
 TEST_F(QlgBasicFormatterTest, PropertiesFollowTheStampInTheirFixedOrder) {
@@ -224,38 +200,34 @@ TEST_F(QlgBasicFormatterTest, PropertiesFollowTheStampInTheirFixedOrder) {
   QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, 42);
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, "main");
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "scan.cpp");
-  EXPECT_EQ(format(e), std::string(kStamp) + " scan.cpp main 42 org prod comp cli srv msg\n");
+  EXPECT_EQ(format(e), line(" scan.cpp main 42 org prod comp cli srv msg\n"));
 }
 
-TEST_F(QlgBasicFormatterTest, ASeparatorFollowsEveryFieldButNeverTheMessage) {
+TEST_F(QlgBasicFormatterTest, ASeparatorFollowsEveryFieldButNeverTheMessageAndLineZeroLeavesAnEmptyField) {
   QlgObject_storeProperty(fmt_, "separator", "|");
   QlgEvent* e = event("text");
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "a.c");
   QlgEvent_addStringProperty(e, "component", "hw");
-  EXPECT_EQ(format(e), std::string(kStamp) + "|a.c|hw|text\n");
-}
-
-TEST_F(QlgBasicFormatterTest, SourceLineZeroLeavesAnEmptyField) {
-  QlgObject_storeProperty(fmt_, "separator", "|");
-  QlgEvent* e = event("text");
+  EXPECT_EQ(format(e), line("|a.c|hw|text\n"));
+  e = event("text");
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "a.c");
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, "f");
   QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, 0);
-  EXPECT_EQ(format(e), std::string(kStamp) + "|a.c|f||text\n");
+  EXPECT_EQ(format(e), line("|a.c|f||text\n"));
 }
 
 TEST_F(QlgBasicFormatterTest, NegativeSourceLinesAreSignedDecimals) {
   QlgEvent* e = event("t");
   QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, -7);
-  EXPECT_EQ(format(e), std::string(kStamp) + " -7 t\n");
+  EXPECT_EQ(format(e), line(" -7 t\n"));
 }
 
 TEST_F(QlgBasicFormatterTest, ChangingTheSeparatorAgainReplacesIt) {
   QlgObject_storeProperty(fmt_, "separator", "::");
   QlgObject_storeProperty(fmt_, "separator", ";");
-  EXPECT_EQ(format(event("m")), std::string(kStamp) + ";m\n");
+  EXPECT_EQ(format(event("m")), line(";m\n"));
   QlgObject_storeProperty(fmt_, "separator", "");
-  EXPECT_EQ(format(event("m")), std::string(kStamp) + "m\n");
+  EXPECT_EQ(format(event("m")), line("m\n"));
 }
 
 TEST_F(QlgBasicFormatterTest, TraceParametersAreFilledIntoTheMessage) {
@@ -264,15 +236,13 @@ TEST_F(QlgBasicFormatterTest, TraceParametersAreFilledIntoTheMessage) {
   ASSERT_NE(e, nullptr);
   e->time = utcMillis(2009, 3, 14, 15, 9, 26, 535);
   events_.push_back(e);
-  EXPECT_EQ(format(e), std::string(kStamp) + " found 3 devices on bus0\n");
+  EXPECT_EQ(format(e), line(" found 3 devices on bus0\n"));
 }
 
 TEST_F(QlgBasicFormatterTest, CatalogMessagesShowTheirIdAndCarriageReturn) {
-  QlgEvent* e = QlgEvent_createTagged(6000, "qlgmsg", 1, 20, QlgMsgTable_text(20), 0);
+  QlgEvent* e = stamped(QlgEvent_createTagged(6000, "qlgmsg", 1, 20, QlgMsgTable_text(20), 0));
   ASSERT_NE(e, nullptr);
-  e->time = utcMillis(2009, 3, 14, 15, 9, 26, 535);
-  events_.push_back(e);
-  EXPECT_EQ(format(e), std::string(kStamp) + " QLGBC0020E Out of memory.\r\n");
+  EXPECT_EQ(format(e), line(" QLGBC0020E Out of memory.\r\n"));
 }
 
 TEST_F(QlgBasicFormatterTest, TheDateTimeFormatPropertyReplacesTheBuiltInStamp) {
@@ -330,33 +300,35 @@ char* renderUpperKey(const QlgI18Msg* msg, const QlgLocale* locale) {
   return QlgMem_strdup(msg && msg->key == 7 ? "SEVEN" : "other");
 }
 
+/* An object of a new formatter class whose formatMessage slot is render. */
+QlgObject* withRenderer(const std::string& name, const char* cls,
+                        char* (*render)(const QlgI18Msg*, const QlgLocale*)) {
+  QlgClass_registerFormatter(cls, nullptr, nullptr, nullptr, QlgBasicFormatter_propertyChanged,
+                             nullptr, nullptr, nullptr, render);
+  QlgObject* o = QlgObject_create(name.c_str(), cls);
+  EXPECT_NE(o, nullptr);
+  return o;
+}
+
 TEST_F(QlgBasicFormatterTest, TheLineUsesTheClassesFormatMessageSlot) {
-  QlgClass_registerFormatter("test_upperkeyformatter", nullptr, nullptr, nullptr,
-                             QlgBasicFormatter_propertyChanged, nullptr, nullptr, nullptr,
-                             renderUpperKey);
-  QlgObject* own = QlgObject_create((name_ + ".upper").c_str(), "test_upperkeyformatter");
+  QlgObject* own = withRenderer(name_ + ".upper", "test_upperkeyformatter", renderUpperKey);
   ASSERT_NE(own, nullptr);
   QlgObject_storeProperty(own, "locale", "ja_JP");
-  QlgEvent* e = QlgEvent_createTagged(5000, "qlgmsg", 1, 7, "seven", 0);
+  QlgEvent* e = stamped(QlgEvent_createTagged(5000, "qlgmsg", 1, 7, "seven", 0));
   ASSERT_NE(e, nullptr);
-  e->time = utcMillis(2009, 3, 14, 15, 9, 26, 535);
-  events_.push_back(e);
-  EXPECT_EQ(take(QlgBasicFormatter_format(own, e)), std::string(kStamp) + " SEVEN\n");
+  EXPECT_EQ(format(e, own), line(" SEVEN\n"));
   ASSERT_NE(g_seenLocale, nullptr);
   EXPECT_STREQ(g_seenLocale->name, "ja_JP");
   QlgObject_release(own);
 }
 
 TEST_F(QlgBasicFormatterTest, AMessageThatRendersToNothingLeavesStampAndFields) {
-  QlgClass_registerFormatter("test_silentformatter", nullptr, nullptr, nullptr,
-                             QlgBasicFormatter_propertyChanged, nullptr, nullptr, nullptr,
-                             renderNothing);
-  QlgObject* silent = QlgObject_create((name_ + ".silent").c_str(), "test_silentformatter");
+  QlgObject* silent = withRenderer(name_ + ".silent", "test_silentformatter", renderNothing);
   ASSERT_NE(silent, nullptr);
   QlgObject_storeProperty(silent, "separator", "|");
   QlgEvent* e = event("never shown");
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "a.c");
-  EXPECT_EQ(take(QlgBasicFormatter_format(silent, e)), std::string(kStamp) + "|a.c|\n");
+  EXPECT_EQ(format(e, silent), line("|a.c|\n"));
   QlgObject_release(silent);
 }
 
@@ -366,7 +338,7 @@ TEST_F(QlgBasicFormatterTest, OutOfMemoryGivesNullOrACompleteLine) {
   QlgI18Msg_addInt(e->message, 9);
   QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "a.c");
   QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, 12);
-  const std::string full = std::string(kStamp) + "|a.c|12|value 9\n";
+  const std::string full = line("|a.c|12|value 9\n");
   QlgMem_failAt(0);
   ASSERT_EQ(format(e), full);
   long attempts = QlgMem_allocCount();
@@ -377,8 +349,8 @@ TEST_F(QlgBasicFormatterTest, OutOfMemoryGivesNullOrACompleteLine) {
     if (text) {
       std::string got = text;
       // Only the message may degrade (to its default text, or to nothing).
-      EXPECT_TRUE(got == full || got == std::string(kStamp) + "|a.c|12|value %d\n" ||
-                  got == std::string(kStamp) + "|a.c|12|\n")
+      EXPECT_TRUE(got == full || got == line("|a.c|12|value %d\n") ||
+                  got == line("|a.c|12|\n"))
           << "attempt " << i << ": " << got;
     }
     QlgMem_free(text);
