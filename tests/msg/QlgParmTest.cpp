@@ -21,6 +21,16 @@ QlgParm parm(int kind) {
   p.kind = kind;
   return p;
 }
+QlgParm str(const char* v) {
+  QlgParm p = parm(QLG_PARM_STRING);
+  p.value.s = const_cast<char*>(v);
+  return p;
+}
+QlgParm num(int v) {
+  QlgParm p = parm(QLG_PARM_INT);
+  p.value.i = v;
+  return p;
+}
 
 std::string render(const QlgParm& p) {
   char* s = QlgParm_toString(&p);
@@ -55,8 +65,7 @@ TEST(QlgParmToString, UnknownKindOrMissingTextGivesAnEmptyString) {
 }
 
 TEST(QlgParmToString, OutOfMemoryGivesNull) {
-  QlgParm i = parm(QLG_PARM_INT);
-  i.value.i = 5;
+  QlgParm i = num(5);
   QlgMem_failAt(1);
   char* s = QlgParm_toString(&i);
   EXPECT_EQ(QlgMem_failed(), 1);
@@ -68,13 +77,11 @@ TEST(QlgParmList, KeepsOrderAndOwnsCopiesOfStrings) {
   QlgParmList* list = QlgParmList_create();
   ASSERT_NE(list, nullptr);
   char text[] = "original";
-  QlgParm s = parm(QLG_PARM_STRING);
-  s.value.s = text;
-  QlgParm n = parm(QLG_PARM_INT);
   for (int i = 0; i < 10; i++) {
-    n.value.i = i;
+    QlgParm n = num(i);
     ASSERT_TRUE(QlgParmList_add(list, &n));
   }
+  QlgParm s = str(text);
   ASSERT_TRUE(QlgParmList_add(list, &s));
   text[0] = 'X';
   EXPECT_EQ(QlgParmList_count(list), 11);
@@ -88,13 +95,10 @@ TEST(QlgParmList, KeepsOrderAndOwnsCopiesOfStrings) {
   QlgParmList_free(list);
 }
 
-TEST(QlgParmList, CopyIsDeep) {
+TEST(QlgParmList, CopyIsDeepAndKeepsANullString) {
   QlgParmList* list = QlgParmList_create();
-  QlgParm s = parm(QLG_PARM_STRING);
-  s.value.s = const_cast<char*>("text");
-  QlgParm nul = parm(QLG_PARM_STRING);
-  ASSERT_TRUE(QlgParmList_add(list, &s));
-  ASSERT_TRUE(QlgParmList_add(list, &nul));
+  const QlgParm items[] = {str("text"), str(nullptr)};
+  for (const QlgParm& p : items) ASSERT_TRUE(QlgParmList_add(list, &p));
   QlgParmList* copy = QlgParmList_copy(list);
   ASSERT_NE(copy, nullptr);
   EXPECT_EQ(QlgParmList_count(copy), 2);
@@ -106,7 +110,7 @@ TEST(QlgParmList, CopyIsDeep) {
 }
 
 TEST(QlgParmList, NullArgumentsAreTolerated) {
-  QlgParm n = parm(QLG_PARM_INT);
+  QlgParm n = num(0);
   EXPECT_FALSE(QlgParmList_add(nullptr, &n));
   QlgParmList* list = QlgParmList_create();
   EXPECT_FALSE(QlgParmList_add(list, nullptr));
@@ -119,10 +123,8 @@ TEST(QlgParmList, NullArgumentsAreTolerated) {
 }
 
 TEST(QlgParmList, FailedAllocationsLeaveTheListUnchanged) {
-  QlgParm s = parm(QLG_PARM_STRING);
-  s.value.s = const_cast<char*>("text");
+  const QlgParm s = str("text"), n = num(0);
   QlgParmList* list = QlgParmList_create();
-  QlgParm n = parm(QLG_PARM_INT);
   for (int i = 0; i < 4; i++) ASSERT_TRUE(QlgParmList_add(list, &n));
   for (long i = 1; i <= 2; i++) {  // the array's growth, then the string copy
     QlgMem_failAt(i);
@@ -133,9 +135,8 @@ TEST(QlgParmList, FailedAllocationsLeaveTheListUnchanged) {
   }
   ASSERT_TRUE(QlgParmList_add(list, &s));
   QlgMem_failAt(0);
-  QlgParmList* copy = QlgParmList_copy(list);
+  QlgParmList_free(QlgParmList_copy(list));
   long attempts = QlgMem_allocCount();
-  QlgParmList_free(copy);
   for (long i = 1; i <= attempts; i++) {
     QlgMem_failAt(i);
     EXPECT_EQ(QlgParmList_copy(list), nullptr);
