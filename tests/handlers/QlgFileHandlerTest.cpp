@@ -193,23 +193,20 @@ TEST_F(FileHandlerTest, SizeAndCountChecksWarnAndStoreTheirFallbacks) {
                        "', because property 'maxFiles' is set to 1.");
 }
 
-TEST_F(FileHandlerTest, PermissionsParseAsOctalAndBadMasksKeepTheOldValue) {
+TEST_F(FileHandlerTest, PermissionsParseAsOctalGiveTheNewFileItsModeAndBadMasksKeepTheOldValue) {
   CaptureFd err(2);
-  QlgObject* h = handler({{"filePermission", "0640"}, {"dirPermission", "0700"}});
+  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}, {"dirPermission", "0700"}});
   EXPECT_EQ(data(h)->dirPermission, 0700u);
-  QlgObject_storeProperty(h, "filePermission", "rw-r");
-  EXPECT_EQ(data(h)->filePermission, 0640u);
-  EXPECT_HAS(err.text(), "QLGMP0074W The value rw-r is not a valid file permission mask for file handler " +
-                             prefix_ + "h0.");
-}
-
-TEST_F(FileHandlerTest, NewLogFileIsCreatedWithFilePermission) {
   mode_t old = umask(0);
-  log(handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}}), {"x"});
+  log(h, {"x"});
   umask(old);
   struct stat st;
   ASSERT_EQ(stat(dir_.file("perm.log").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0604u);
+  QlgObject_storeProperty(h, "filePermission", "rw-r");
+  EXPECT_EQ(data(h)->filePermission, 0604u);
+  EXPECT_HAS(err.text(), "QLGMP0074W The value rw-r is not a valid file permission mask for file handler " +
+                             prefix_ + "h0.");
 }
 
 TEST_F(FileHandlerTest, PropertyChangeClosesTheFileExceptLogInternalErrsAndAbsentPermissions) {
