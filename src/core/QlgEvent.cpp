@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "msg/QlgMsgTable.h"
+#include "msg/QlgParmList.h"
 #include "platform/CxSystem.h"
 
 namespace {
@@ -43,18 +44,6 @@ bool readParm(int kind, va_list* args, QlgParm* parm) {
     case QLG_PARM_UCHAR: parm->value.uc = static_cast<unsigned char>(va_arg(*args, int)); return true;
     case QLG_PARM_STRING: parm->value.s = const_cast<char*>(va_arg(*args, const char*)); return true;
     default: return false;
-  }
-}
-
-void addParameter(QlgI18Msg* msg, const QlgParm& p) {
-  switch (p.kind) {
-    case QLG_PARM_CHAR: QlgI18Msg_addChar(msg, p.value.c); break;
-    case QLG_PARM_INT: QlgI18Msg_addInt(msg, p.value.i); break;
-    case QLG_PARM_LONG: QlgI18Msg_addLong(msg, p.value.l); break;
-    case QLG_PARM_FLOAT: QlgI18Msg_addFloat(msg, p.value.f); break;
-    case QLG_PARM_DOUBLE: QlgI18Msg_addDouble(msg, p.value.d); break;
-    case QLG_PARM_UCHAR: QlgI18Msg_addUChar(msg, p.value.uc); break;
-    case QLG_PARM_STRING: QlgI18Msg_addString(msg, p.value.s); break;
   }
 }
 
@@ -121,7 +110,7 @@ QlgEvent* QlgEvent_create(int32_t level, const char* catalog, uint32_t set, uint
       reportList(71);
       break;
     }
-    addParameter(event->message, parm);
+    QlgI18Msg_addParm(event->message, &parm);
   }
   va_end(ap);
   return event;

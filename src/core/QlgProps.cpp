@@ -12,6 +12,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "msg/QlgParmList.h"
 #include "util/CxChars.h"
 #include "util/QlgStringToStringMap.h"
 
@@ -110,38 +111,23 @@ int QlgProps_setBool(QlgProps* props, const char* key, unsigned char value) {
 }
 
 int QlgProps_setInt(QlgProps* props, const char* key, int value) {
-  QlgParm p{};
-  p.kind = QLG_PARM_INT;
-  p.value.i = value;
-  return storeParm(props, key, p);
+  return storeParm(props, key, QlgParm_ofInt(value));
 }
 
 int QlgProps_setLong(QlgProps* props, const char* key, long value) {
-  QlgParm p{};
-  p.kind = QLG_PARM_LONG;
-  p.value.l = value;
-  return storeParm(props, key, p);
+  return storeParm(props, key, QlgParm_ofLong(value));
 }
 
 int QlgProps_setFloat(QlgProps* props, const char* key, float value) {
-  QlgParm p{};
-  p.kind = QLG_PARM_FLOAT;
-  p.value.f = value;
-  return storeParm(props, key, p);
+  return storeParm(props, key, QlgParm_ofFloat(value));
 }
 
 int QlgProps_setDouble(QlgProps* props, const char* key, double value) {
-  QlgParm p{};
-  p.kind = QLG_PARM_DOUBLE;
-  p.value.d = value;
-  return storeParm(props, key, p);
+  return storeParm(props, key, QlgParm_ofDouble(value));
 }
 
 int QlgProps_setUChar(QlgProps* props, const char* key, unsigned char value) {
-  QlgParm p{};
-  p.kind = QLG_PARM_UCHAR;
-  p.value.uc = value;
-  return storeParm(props, key, p);
+  return storeParm(props, key, QlgParm_ofUChar(value));
 }
 
 }  // extern "C"

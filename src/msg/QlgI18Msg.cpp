@@ -40,11 +40,7 @@ void closeSlot(QlgCodeset** slot) {
   *slot = nullptr;
 }
 
-void addParm(QlgI18Msg* msg, const QlgParm& parm) {
-  if (!msg) return;
-  if (!msg->parms) msg->parms = QlgParmList_create();
-  QlgParmList_add(msg->parms, &parm);
-}
+void addParm(QlgI18Msg* msg, const QlgParm& parm) { QlgI18Msg_addParm(msg, &parm); }
 
 /* Copies text into area (kPrintArea bytes plus terminator), cut at the area. */
 void copyToArea(const char* text, char* area) {
@@ -158,53 +154,24 @@ void QlgI18Msg_setLocale(QlgI18Msg* msg, const struct QlgLocale* locale) {
   if (msg) msg->locale = locale;
 }
 
-void QlgI18Msg_addChar(QlgI18Msg* msg, char v) {
-  QlgParm p;
-  p.kind = QLG_PARM_CHAR;
-  p.value.c = v;
-  addParm(msg, p);
-}
+void QlgI18Msg_addChar(QlgI18Msg* msg, char v) { addParm(msg, QlgParm_ofChar(v)); }
 
-void QlgI18Msg_addInt(QlgI18Msg* msg, int v) {
-  QlgParm p;
-  p.kind = QLG_PARM_INT;
-  p.value.i = v;
-  addParm(msg, p);
-}
+void QlgI18Msg_addInt(QlgI18Msg* msg, int v) { addParm(msg, QlgParm_ofInt(v)); }
 
-void QlgI18Msg_addLong(QlgI18Msg* msg, long v) {
-  QlgParm p;
-  p.kind = QLG_PARM_LONG;
-  p.value.l = v;
-  addParm(msg, p);
-}
+void QlgI18Msg_addLong(QlgI18Msg* msg, long v) { addParm(msg, QlgParm_ofLong(v)); }
 
-void QlgI18Msg_addFloat(QlgI18Msg* msg, float v) {
-  QlgParm p;
-  p.kind = QLG_PARM_FLOAT;
-  p.value.f = v;
-  addParm(msg, p);
-}
+void QlgI18Msg_addFloat(QlgI18Msg* msg, float v) { addParm(msg, QlgParm_ofFloat(v)); }
 
-void QlgI18Msg_addDouble(QlgI18Msg* msg, double v) {
-  QlgParm p;
-  p.kind = QLG_PARM_DOUBLE;
-  p.value.d = v;
-  addParm(msg, p);
-}
+void QlgI18Msg_addDouble(QlgI18Msg* msg, double v) { addParm(msg, QlgParm_ofDouble(v)); }
 
-void QlgI18Msg_addUChar(QlgI18Msg* msg, unsigned char v) {
-  QlgParm p;
-  p.kind = QLG_PARM_UCHAR;
-  p.value.uc = v;
-  addParm(msg, p);
-}
+void QlgI18Msg_addUChar(QlgI18Msg* msg, unsigned char v) { addParm(msg, QlgParm_ofUChar(v)); }
 
-void QlgI18Msg_addString(QlgI18Msg* msg, const char* v) {
-  QlgParm p;
-  p.kind = QLG_PARM_STRING;
-  p.value.s = const_cast<char*>(v); /* the list stores its own copy */
-  addParm(msg, p);
+void QlgI18Msg_addString(QlgI18Msg* msg, const char* v) { addParm(msg, QlgParm_ofString(v)); }
+
+void QlgI18Msg_addParm(QlgI18Msg* msg, const QlgParm* parm) {
+  if (!msg || !parm) return;
+  if (!msg->parms) msg->parms = QlgParmList_create();
+  QlgParmList_add(msg->parms, parm);
 }
 
 char* QlgI18Msg_render(const QlgI18Msg* msg) {
