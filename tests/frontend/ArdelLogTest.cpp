@@ -1,0 +1,88 @@
+/*
+ * Loggers of your own: a logger found by its dotted name (inheriting from
+ * its configured ancestors) writes exactly the statements at or above its level,
+ * with file, line and function, and a suppressed statement evaluates nothing.
+ */
+#include <ardel/log.h>
+
+#include <string>
+
+#include "support/TestSupport.h"
+
+using namespace ardeltest;
+
+namespace {
+
+int s_evaluated = 0;
+int sideEffect() { return ++s_evaluated; }
+
+std::string configFor(const TempDir& dir, const std::string& level) {
+  return "app.className=qlg_basiclogger\n"
+         "app.level=" + level + "\n"
+         "app.listenerNames=app.file\n"
+         "app.file.className=qlg_filehandler\n"
+         "app.file.fileName=" + dir.file("app.log") + "\n";
+}
+
+}  // namespace
+
+TEST(ArdelLog, StatementsAtOrAboveTheLevelAreWrittenWithTheirSource) {
+  inChild([] {
+    TempDir dir;
+    std::string path = dir.write("TyxTrace.properties", configFor(dir, "WARN"));
+    ASSERT_EQ(ardel_initialize(path.c_str()), static_cast<int>(path.size()));
+    ArdelLogger* log = ardel_getLogger("app.db.pool"); /* inherits from "app" */
+    ASSERT_NE(log, nullptr);
+    struct { int level; bool enabled; } cases[] = {
+        {QLG_LEVEL_DEBUG_MAX, false}, {QLG_LEVEL_DEBUG_MIN, false}, {QLG_LEVEL_INFO, false},
+        {QLG_LEVEL_WARN, true}, {QLG_LEVEL_ERROR, true}, {QLG_LEVEL_FATAL, true}};
+    for (auto& c : cases) EXPECT_EQ(ardel_isEnabled(log, c.level), c.enabled ? 1 : 0) << c.level;
+
+    s_evaluated = 0;
+    ARDEL_DEBUG_MAX(log, "max %d", sideEffect());
+    ARDEL_DEBUG_MID(log, "mid %d", sideEffect());
+    ARDEL_DEBUG_MIN(log, "min %d", sideEffect());
+    ARDEL_INFO(log, "info %d", sideEffect());
+    EXPECT_EQ(s_evaluated, 0) << "a suppressed statement evaluated its arguments";
+    int warnLine = __LINE__ + 1;
+    ARDEL_WARN(log, "disk %d%% full", 91);
+    ARDEL_ERROR(log, "cannot open %s", "db.sqlite");
+    ARDEL_FATAL(log, "%s", "giving up");
+    ARDEL_LOG(nullptr, QLG_LEVEL_FATAL, "never %d", sideEffect());
+    EXPECT_EQ(s_evaluated, 0);
+    ardel_releaseLogger(log);
+
+    std::string text = readFile(dir.file("app.log"));
+    EXPECT_EQ(text.find("info"), std::string::npos) << text;
+    size_t warn = text.find("disk 91% full");
+    size_t error = text.find("cannot open db.sqlite");
+    size_t fatal = text.find("giving up");
+    ASSERT_NE(warn, std::string::npos) << text;
+    EXPECT_LT(warn, error);
+    EXPECT_LT(error, fatal);
+    EXPECT_NE(fatal, std::string::npos);
+    std::string warnRecord = text.substr(text.rfind('\n', warn) + 1, warn - text.rfind('\n', warn));
+    EXPECT_NE(warnRecord.find("ArdelLogTest.cpp"), std::string::npos) << warnRecord;
+    EXPECT_NE(warnRecord.find(std::to_string(warnLine)), std::string::npos) << warnRecord;
+  });
+}
+
+TEST(ArdelLog, UnconfiguredNamesGiveNoLoggerAndTheLevelIsReadLive) {
+  inChild([] {
+    TempDir dir;
+    std::string path = dir.write("TyxTrace.properties", configFor(dir, "ERROR"));
+    ardel_initialize(path.c_str());
+    EXPECT_EQ(ardel_getLogger("other.thing"), nullptr);
+    EXPECT_EQ(ardel_getLogger(""), nullptr);
+    EXPECT_EQ(ardel_getLogger(nullptr), nullptr);
+    EXPECT_EQ(ardel_getLogger("app.file"), nullptr) << "a handler is not a logger";
+    ArdelLogger* log = ardel_getLogger("app");
+    ASSERT_NE(log, nullptr);
+    EXPECT_EQ(ardel_isEnabled(log, QLG_LEVEL_INFO), 0);
+    QlgObject_storeProperty(log, "level", "INFO");
+    EXPECT_EQ(ardel_isEnabled(log, QLG_LEVEL_INFO), 1);
+    ARDEL_INFO(log, "now visible");
+    ardel_releaseLogger(log);
+    EXPECT_NE(readFile(dir.file("app.log")).find("now visible"), std::string::npos);
+  });
+}
