@@ -21,6 +21,8 @@
 #include <stdarg.h>
 #include <wchar.h>
 
+#include <string>
+
 class ARDEL_API Trace {
  public:
   /* Value 0 ends a message; other values do nothing. */
@@ -40,7 +42,13 @@ class ARDEL_API Trace {
   Trace& operator<<(unsigned int value);
   Trace& operator<<(long value);
   Trace& operator<<(unsigned long value);
+  Trace& operator<<(long long value);
+  Trace& operator<<(unsigned long long value);
+  Trace& operator<<(double value);              /* as %g */
+  Trace& operator<<(float value);
   Trace& operator<<(void* value);
+  Trace& operator<<(const void* value);         /* hexadecimal address */
+  Trace& operator<<(const std::string& value) { return *this << value.c_str(); }
   Trace& operator<<(const char* value);   /* null: "(null)" */
   Trace& operator<<(const wchar_t* value);
   Trace& operator<<(bool value);

@@ -95,7 +95,27 @@ Trace& Trace::operator<<(unsigned long value) {
   return *this;
 }
 
-Trace& Trace::operator<<(void* value) {
+Trace& Trace::operator<<(long long value) {
+  if (wanted()) *this << format("%lld", value);
+  return *this;
+}
+
+Trace& Trace::operator<<(unsigned long long value) {
+  if (wanted()) *this << format("%llu", value);
+  return *this;
+}
+
+Trace& Trace::operator<<(double value) {
+  if (wanted()) *this << format("%g", value);
+  return *this;
+}
+
+Trace& Trace::operator<<(float value) { return *this << static_cast<double>(value); }
+
+Trace& Trace::operator<<(void* value) { return *this << static_cast<const void*>(value); }
+
+/* Without this overload a const pointer would convert to bool. */
+Trace& Trace::operator<<(const void* value) {
   if (wanted()) *this << format("%p", value);
   return *this;
 }
