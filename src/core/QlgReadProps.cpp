@@ -118,6 +118,11 @@ int hexValue(unsigned char c) {
 
 struct Reader {
   QlgProps* target;
+  QlgReadPropsVisitFn visit; /* checking mode: every entry and every error */
+  void* visitContext;
+  const char* error;         /* why the last byte failed, for the visitor */
+  int line;                  /* 1-based line of the byte being read */
+  int entryLine;             /* line where the pending key began */
   CxStringBuff key;
   CxStringBuff value;
   State state;
@@ -147,11 +152,21 @@ void reportBadEscape(const char* key) {
 bool store(Reader* r, bool emptyIfMissing) {
   const char* value = r->value.data;
   if (!value && emptyIfMissing) value = "";
-  if (!value || !r->key.data) return false;
+  if (!value || !r->key.data) {
+    r->error = "the value is missing (an empty value is only accepted after a non-empty one)";
+    return false;
+  }
   if (r->target) return QlgProps_setString(r->target, r->key.data, value) != 0;
 
   char* dot = std::strrchr(r->key.data, '.');
-  if (!dot || dot == r->key.data || dot[1] == '\0') return false;
+  if (!dot || dot == r->key.data || dot[1] == '\0') {
+    r->error = "the key is not of the form object.property";
+    return false;
+  }
+  if (r->visit) {
+    r->visit(r->visitContext, r->entryLine, r->key.data, value, nullptr);
+    return true;
+  }
   *dot = '\0'; /* split in place; restored below */
   int ok = QlgObjConfig_define(r->key.data, dot + 1, value);
   *dot = '.';
@@ -167,18 +182,32 @@ void enter(Reader* r, State next) {
   r->state = next;
 }
 
+const char* failureReason(State state, CharClass cls) {
+  if (state == kLeadingSpace) return "a line starts with a separator and has no key";
+  if (state == kKeyEscape) return "a backslash in a key may only escape a backslash, white space, ':' or '='";
+  if (state == kValueEscape) return "a backslash in a value may only escape a backslash, white space, a quote, a line end or u";
+  if (cls == kLineEnd) return "the line ends after the key, without a separator";
+  return "the line cannot be read";
+}
+
 /* One byte through the machine; false ends the read with failure. */
 bool feed(Reader* r, unsigned char c) {
   /* A line end right after another line-end byte never reaches the
      machine: CR LF, blank lines and runs of line ends act as one. */
   bool skip = isLineEnd(c) && r->havePrev && isLineEnd(r->prev);
+  /* Lines are counted for the checker's reports only: LF, or CR not
+     followed by LF. */
+  if (r->havePrev && (r->prev == '\n' || (r->prev == '\r' && c != '\n'))) r->line++;
   r->prev = c;
   r->havePrev = true;
   if (skip) return true;
 
   if (r->state >= kHex1) {
     int h = hexValue(c);
-    if (h < 0) return false;
+    if (h < 0) {
+      r->error = "a Unicode escape needs four hexadecimal digits";
+      return false;
+    }
     static const uint32_t kWeight[4] = {4096, 256, 16, 1};
     /* Never reset, so enough escapes carry the sum past 32 bits: it wraps. */
     r->unicode = static_cast<int32_t>(static_cast<uint32_t>(r->unicode) +
@@ -196,6 +225,7 @@ bool feed(Reader* r, unsigned char c) {
     case kNone:
       break;
     case kToKey:
+      if (r->key.length == 0) r->entryLine = r->line;
       if (!CxStringBuff_appendChar(&r->key, static_cast<char>(c))) return false;
       break;
     case kToValue:
@@ -205,6 +235,7 @@ bool feed(Reader* r, unsigned char c) {
       if (!store(r, false)) return false;
       break;
     case kFail:
+      r->error = failureReason(r->state, classOf(c));
       return false;
     case kSpecial:
       if (c == '"' || c == '\'') {
@@ -213,7 +244,8 @@ bool feed(Reader* r, unsigned char c) {
         r->state = kHex1;
         return true;
       } else {
-        reportBadEscape(r->key.data);
+        r->error = "a backslash in a value may only escape a backslash, white space, a quote, a line end or u";
+        if (!r->visit) reportBadEscape(r->key.data);
         return false;
       }
       break;
@@ -233,19 +265,24 @@ bool finish(Reader* r) {
 
 }  // namespace
 
-extern "C" int QlgReadProps_read(const char* path, QlgProps* target) {
+namespace {
+
+int readFile(const char* path, QlgProps* target, QlgReadPropsVisitFn visit, void* ctx) {
   int fd = -1;
   CxStatus st = CxFile_open(&fd, path, CX_O_RDONLY);
   if (!CxStatus_isOk(st)) {
-    QlgMisc_reportStatus(st);
+    if (!visit) QlgMisc_reportStatus(st);
     return 0;
   }
 
   Reader r;
   std::memset(&r, 0, sizeof(r));
   r.target = target;
+  r.visit = visit;
+  r.visitContext = ctx;
   r.state = kLineStart;
   r.unicode = 0;
+  r.line = 1;
 
   static const size_t kChunk = 4096;
   unsigned char buf[kChunk];
@@ -254,20 +291,44 @@ extern "C" int QlgReadProps_read(const char* path, QlgProps* target) {
     int n = 0;
     st = CxFile_read(fd, buf, kChunk, &n);
     if (!CxStatus_isOk(st)) {
-      QlgMisc_reportStatus(st);
+      if (!visit) QlgMisc_reportStatus(st);
       ok = false;
       break;
     }
     if (n <= 0) {
-      ok = finish(&r);
+      if (!finish(&r) && visit) {
+        visit(ctx, r.entryLine, r.key.data, nullptr, r.error);
+        ok = false;
+      }
       break;
     }
-    for (int i = 0; i < n && ok; ++i) ok = feed(&r, buf[i]);
-    if (!ok) break;
+    for (int i = 0; i < n && (ok || visit); ++i) {
+      if (feed(&r, buf[i])) continue;
+      ok = false;
+      if (!visit) break;
+      /* Checking mode reports the line and goes on with the next one. */
+      visit(ctx, r.line, r.key.data, nullptr, r.error ? r.error : "the line cannot be read");
+      r.error = nullptr;
+      enter(&r, isLineEnd(buf[i]) ? kLineStart : kCommentLine);
+      if (r.key.data) CxStringBuff_clear(&r.key);
+      if (r.value.data) CxStringBuff_clear(&r.value);
+    }
+    if (!ok && !visit) break;
   }
 
   CxFile_close(&fd);
   CxStringBuff_free(&r.key);
   CxStringBuff_free(&r.value);
   return ok ? 1 : 0;
+}
+
+}  // namespace
+
+extern "C" int QlgReadProps_read(const char* path, QlgProps* target) {
+  return readFile(path, target, nullptr, nullptr);
+}
+
+extern "C" int QlgReadProps_check(const char* path, QlgReadPropsVisitFn visit, void* context) {
+  if (!visit) return 0;
+  return readFile(path, nullptr, visit, context);
 }

@@ -18,6 +18,15 @@ ARDEL_BEGIN_C
    value prints message 52 straight to standard error. */
 int QlgReadProps_read(const char* path, QlgProps* target);
 
+/* Checking mode, for tools: the same machine, but nothing is filed.  Each
+   entry reaches visit with its line, whole key and value (error null); each
+   line the reader rejects reaches it with the line, the key read so far
+   (may be null) and the reason (value null), and reading goes on with the
+   next line.  Returns 1 when the file could be opened and had no error. */
+typedef void (*QlgReadPropsVisitFn)(void* context, int line, const char* key, const char* value,
+                                    const char* error);
+int QlgReadProps_check(const char* path, QlgReadPropsVisitFn visit, void* context);
+
 ARDEL_END_C
 
 #endif
