@@ -9,7 +9,11 @@
 
 #include <ardel/QlgLogger.h>
 #include "filters/QlgLevelFilter.h"
+#include "filters/QlgMsgIdFilter.h"
+#include "filters/QlgPDLogger.h"
 #include "formatters/QlgBasicFormatter.h"
+#include "formatters/QlgXmlFormatter.h"
+#include "formatters/QlgZarvoTraceFormatter.h"
 #include "handlers/QlgConsoleHandler.h"
 #include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
@@ -35,8 +39,12 @@ struct BuiltinClass {
 const BuiltinClass kBuiltins[] = {
     {QLG_KIND_LOGGER, "qlg_basiclogger", 100, nullptr, nullptr, QlgLogger_propertyChanged,
      nullptr, nullptr, nullptr, nullptr},
+    {QLG_KIND_LOGGER, "qlg_pdlogger", 101, QlgPDLogger_create, QlgPDLogger_destroy,
+     QlgPDLogger_propertyChanged, SLOT(QlgPDLogger_log), nullptr, nullptr, nullptr},
     {QLG_KIND_FILTER, "qlg_levelfilter", 110, nullptr, nullptr, QlgLogger_propertyChanged,
      SLOT(QlgObject_filterReceive), SLOT(QlgLevelFilter_isLoggable), nullptr, nullptr},
+    {QLG_KIND_FILTER, "qlg_msgidfilter", 0, QlgMsgIdFilter_create, QlgMsgIdFilter_destroy,
+     QlgMsgIdFilter_propertyChanged, nullptr, SLOT(QlgMsgIdFilter_isLoggable), nullptr, nullptr},
     {QLG_KIND_HANDLER, "qlg_consolehandler", 120, QlgConsoleHandler_create,
      QlgConsoleHandler_destroy, QlgHandler_propertyChanged, SLOT(QlgConsoleHandler_publish),
      SLOT(QlgConsoleHandler_open), SLOT(QlgConsoleHandler_close), nullptr},
@@ -52,8 +60,14 @@ const BuiltinClass kBuiltins[] = {
      SLOT(QlgMPFileHandler_open), SLOT(QlgMPFileHandler_close), nullptr},
     {QLG_KIND_FORMATTER, "qlg_basicformatter", 130, nullptr, nullptr,
      QlgBasicFormatter_propertyChanged, SLOT(QlgBasicFormatter_format), nullptr, nullptr, nullptr},
-    /* qlg_pdlogger, qlg_msgidfilter, qlg_xmlformatter and qlg_zarvotraceformatter
-       take their places when they are added; the FFDC handlers follow here. */
+    /* The XML formatter's flags are one plain block, freed as the console
+       handler frees its own. */
+    {QLG_KIND_FORMATTER, "qlg_xmlformatter", 131, QlgXmlFormatter_create, QlgConsoleHandler_destroy,
+     QlgXmlFormatter_propertyChanged, SLOT(QlgXmlFormatter_format), SLOT(QlgXmlFormatter_getHead),
+     nullptr, nullptr},
+    {QLG_KIND_FORMATTER, "qlg_zarvotraceformatter", 0, nullptr, nullptr, nullptr,
+     SLOT(QlgZarvoTraceFormatter_format), nullptr, nullptr, nullptr},
+    /* The FFDC trigger and file-copy handlers follow here. */
 };
 #undef SLOT
 
