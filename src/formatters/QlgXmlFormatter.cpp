@@ -156,7 +156,7 @@ class XmlWriter {
   }
 
   void put(const char* s, int n) {
-    if (ok_ && !CxStringBuff_appendN(b_, s, n)) ok_ = false;
+    if (ok_ && !QlgRecord_put(b_, s, static_cast<size_t>(n))) ok_ = false;
     wrote_ = true;
   }
   void openSection() {
@@ -265,21 +265,20 @@ int64_t numberOf(const char* text) {
 
 // --- record parts -----------------------------------------------------------
 
-bool put(CxStringBuff* b, const char* s) { return CxStringBuff_append(b, s) != 0; }
 
 /* An identity element "<open>value</close>" when the event has the value. */
 bool appendElement(CxStringBuff* b, const char* open, const char* value, const char* close) {
   if (!value) return true;
-  return put(b, open) && appendContent(b, value) && put(b, close);
+  return QlgRecord_putText(b, open) && appendContent(b, value) && QlgRecord_putText(b, close);
 }
 
 bool appendIdentityOf(CxStringBuff* b, const EventFields& f, bool component, bool product,
                       bool productInstance, bool server) {
   bool ok = true;
   if (server && f.value[kServer]) {
-    ok = put(b, " <Server Format=\"") &&
-         (!f.value[kServerFormat] || appendAttribute(b, f.value[kServerFormat])) && put(b, "\">") &&
-         appendContent(b, f.value[kServer]) && put(b, "</Server>\n");
+    ok = QlgRecord_put(b, " <Server Format=\"") &&
+         (!f.value[kServerFormat] || appendAttribute(b, f.value[kServerFormat])) && QlgRecord_put(b, "\">") &&
+         appendContent(b, f.value[kServer]) && QlgRecord_put(b, "</Server>\n");
   }
   if (ok && product) ok = appendElement(b, " <ProductId>", f.value[kProduct], "</ProductId>\n");
   if (ok && component) ok = appendElement(b, " <Component>", f.value[kComponent], "</Component>\n");
@@ -291,12 +290,12 @@ bool appendIdentityOf(CxStringBuff* b, const EventFields& f, bool component, boo
 bool appendSourceOf(CxStringBuff* b, const EventFields& f, bool* written) {
   *written = f.value[kSrcFile] != nullptr;
   if (!*written) return true;
-  bool ok = put(b, " <Source FileName=\"") && appendAttribute(b, f.value[kSrcFile]);
-  if (ok && f.value[kSrcFunction]) ok = put(b, "\" Method=\"") && appendAttribute(b, f.value[kSrcFunction]);
+  bool ok = QlgRecord_put(b, " <Source FileName=\"") && appendAttribute(b, f.value[kSrcFile]);
+  if (ok && f.value[kSrcFunction]) ok = QlgRecord_put(b, "\" Method=\"") && appendAttribute(b, f.value[kSrcFunction]);
   /* A line of 0 is written as no digits at all: intended. */
   if (ok && f.value[kSrcLine])
-    ok = put(b, "\" Line=\"") && CxStringBuff_appendInt64(b, numberOf(f.value[kSrcLine]));
-  return ok && put(b, "\"/>\n");
+    ok = QlgRecord_put(b, "\" Line=\"") && CxStringBuff_appendInt64(b, numberOf(f.value[kSrcLine]));
+  return ok && QlgRecord_put(b, "\"/>\n");
 }
 
 bool appendFreeAttributes(CxStringBuff* b, const QlgEvent* event) {
@@ -304,23 +303,23 @@ bool appendFreeAttributes(CxStringBuff* b, const QlgEvent* event) {
   bool ok = true;
   for (const QlgStringToStringMapEntry* e = QlgStringToStringMap_first(event->props); ok && e; e = e->next) {
     if (reservedField(e->key) >= 0) continue;
-    if (!any) ok = put(b, " <LogAttribs>");
+    if (!any) ok = QlgRecord_put(b, " <LogAttribs>");
     any = true;
-    ok = ok && put(b, "<Key>") && appendContent(b, e->key) && put(b, "</Key><Value>") &&
-         appendContent(b, e->value) && put(b, "</Value>");
+    ok = ok && QlgRecord_put(b, "<Key>") && appendContent(b, e->key) && QlgRecord_put(b, "</Key><Value>") &&
+         appendContent(b, e->value) && QlgRecord_put(b, "</Value>");
   }
-  return ok && (!any || put(b, "</LogAttribs>\n"));
+  return ok && (!any || QlgRecord_put(b, "</LogAttribs>\n"));
 }
 
 bool appendTranslationInfo(CxStringBuff* b, const QlgI18Msg* msg) {
   if (!msg) return true;
-  bool ok = put(b, " <TranslationInfo Type=\"XPG4\" Catalog=\"") && appendAttribute(b, msg->catalog) &&
-            put(b, "\" MsgKey=\"") && CxStringBuff_appendUInt64(b, msg->key) &&
-            put(b, "\" SetId=\"") && CxStringBuff_appendUInt64(b, msg->set) && put(b, "\">");
+  bool ok = QlgRecord_put(b, " <TranslationInfo Type=\"XPG4\" Catalog=\"") && appendAttribute(b, msg->catalog) &&
+            QlgRecord_put(b, "\" MsgKey=\"") && CxStringBuff_appendUInt64(b, msg->key) &&
+            QlgRecord_put(b, "\" SetId=\"") && CxStringBuff_appendUInt64(b, msg->set) && QlgRecord_put(b, "\">");
   int count = QlgParmList_count(msg->parms);
   for (int i = 0; ok && i < count; ++i) {
     const QlgParm* parm = QlgParmList_get(msg->parms, i);
-    ok = put(b, "<Param>");
+    ok = QlgRecord_put(b, "<Param>");
     if (parm->kind == QLG_PARM_STRING) {
       ok = ok && appendCData(b, parm->value.s);
     } else {
@@ -328,13 +327,13 @@ bool appendTranslationInfo(CxStringBuff* b, const QlgI18Msg* msg) {
       ok = ok && text && appendCData(b, text);
       QlgMem_free(text);
     }
-    ok = ok && put(b, "</Param>");
+    ok = ok && QlgRecord_put(b, "</Param>");
   }
-  return ok && put(b, "</TranslationInfo>\n");
+  return ok && QlgRecord_put(b, "</TranslationInfo>\n");
 }
 
 bool appendTime(CxStringBuff* b, const QlgObject* formatter, int64_t ms) {
-  bool ok = put(b, " <Time Millis=\"") && CxStringBuff_appendInt64(b, ms) && put(b, "\">");
+  bool ok = QlgRecord_put(b, " <Time Millis=\"") && CxStringBuff_appendInt64(b, ms) && QlgRecord_put(b, "\">");
   char* stamp = QlgBasicFormatter_timeStamp(formatter, ms);
   if (!stamp) {
     QlgMisc_report(6000, 20, QlgMsgTable_text(20), 0);
@@ -342,7 +341,7 @@ bool appendTime(CxStringBuff* b, const QlgObject* formatter, int64_t ms) {
     ok = ok && appendContent(b, stamp);
     QlgMem_free(stamp);
   }
-  return ok && put(b, "</Time>\n");
+  return ok && QlgRecord_put(b, "</Time>\n");
 }
 
 /* The record proper, after the preamble. */
@@ -361,18 +360,18 @@ bool appendRecord(CxStringBuff* b, QlgObject* formatter, const QlgXmlFormatterDa
     const char* id = event->messageId && *event->messageId
                          ? event->messageId
                          : QlgXmlFormatter_idOfText(text, parsed);
-    ok = put(b, "<Message Id=\"") && appendAttribute(b, *id ? id : "None");
-    if (ok && level != QLG_LEVEL_NONE) ok = put(b, "\" Severity=\"") && QlgXmlFormatter_appendLevel(b, level);
-    ok = ok && put(b, "\">\n");
+    ok = QlgRecord_put(b, "<Message Id=\"") && appendAttribute(b, *id ? id : "None");
+    if (ok && level != QLG_LEVEL_NONE) ok = QlgRecord_put(b, "\" Severity=\"") && QlgXmlFormatter_appendLevel(b, level);
+    ok = ok && QlgRecord_put(b, "\">\n");
   } else if (level != QLG_LEVEL_NONE) {
-    ok = put(b, "<Trace Level=\"") && QlgXmlFormatter_appendLevel(b, level) && put(b, "\">\n");
+    ok = QlgRecord_put(b, "<Trace Level=\"") && QlgXmlFormatter_appendLevel(b, level) && QlgRecord_put(b, "\">\n");
   } else {
-    ok = put(b, "<Trace>\n");
+    ok = QlgRecord_put(b, "<Trace>\n");
   }
   ok = ok && appendTime(b, formatter, QlgEvent_getTime(event)) &&
        appendIdentityOf(b, f, !flags->singleComponent, !flags->singleProduct,
                         !flags->singleProductId, !flags->singleServer) &&
-       put(b, " <LogText>") && appendCData(b, text) && put(b, "</LogText>\n");
+       QlgRecord_put(b, " <LogText>") && appendCData(b, text) && QlgRecord_put(b, "</LogText>\n");
   QlgMem_free(text);
   if (ok && f.hasFree) ok = appendFreeAttributes(b, event);
 
@@ -381,19 +380,19 @@ bool appendRecord(CxStringBuff* b, QlgObject* formatter, const QlgXmlFormatterDa
     ok = appendSourceOf(b, f, &source) && appendTranslationInfo(b, event->message);
   } else if (ok) {
     ok = appendSourceOf(b, f, &source) &&
-         (source || put(b, " <Source FileName=\"None\" Method=\"None\"/>\n"));
+         (source || QlgRecord_put(b, " <Source FileName=\"None\" Method=\"None\"/>\n"));
     /* Thread numbers are unsigned, as the system hands them out. */
     if (ok && f.value[kThreadId])
-      ok = put(b, " <Thread>") &&
+      ok = QlgRecord_put(b, " <Thread>") &&
            CxStringBuff_appendUInt64(b, static_cast<uint32_t>(numberOf(f.value[kThreadId]))) &&
-           put(b, "</Thread>\n");
+           QlgRecord_put(b, "</Thread>\n");
     if (ok && f.value[kProcessId])
-      ok = put(b, " <Process>") && CxStringBuff_appendInt64(b, numberOf(f.value[kProcessId])) &&
-           put(b, "</Process>\n");
+      ok = QlgRecord_put(b, " <Process>") && CxStringBuff_appendInt64(b, numberOf(f.value[kProcessId])) &&
+           QlgRecord_put(b, "</Process>\n");
   }
   ok = ok && appendElement(b, " <CorrelationId>", f.value[kCorrelationId], "</CorrelationId>\n") &&
        appendElement(b, " <Principal>", f.value[kClient], "</Principal>\n");
-  return ok && put(b, message ? "</Message>\n" : "</Trace>\n");
+  return ok && (message ? QlgRecord_put(b, "</Message>\n") : QlgRecord_put(b, "</Trace>\n"));
 }
 
 QlgXmlFormatterData* dataOf(const QlgObject* formatter) {
@@ -479,7 +478,7 @@ const char* QlgXmlFormatter_levelName(int32_t level) {
 }
 
 int QlgXmlFormatter_appendLevel(CxStringBuff* text, int32_t level) {
-  return CxStringBuff_append(text, QlgXmlFormatter_levelName(level));
+  return QlgRecord_putText(text, QlgXmlFormatter_levelName(level));
 }
 
 int QlgXmlFormatter_appendSource(CxStringBuff* text, const QlgEvent* event) {

@@ -20,6 +20,7 @@ namespace {
 
 const char kSep[] = " - ";
 
+
 /* The properties the line shows, picked out in one walk. */
 struct LineFields {
   const char* server;
@@ -58,35 +59,33 @@ bool appendUnsigned(CxStringBuff* b, const char* text) {
   return CxStringBuff_appendUInt64(b, v) != 0;
 }
 
-bool put(CxStringBuff* b, const char* s) { return CxStringBuff_append(b, s) != 0; }
-
 bool appendLine(CxStringBuff* b, QlgObject* formatter, QlgEvent* event) {
   LineFields f;
   collectFields(event, &f);
-  bool ok = put(b, "\x1E[");
+  bool ok = QlgRecord_put(b, "\x1E[");
   char* stamp = QlgBasicFormatter_timeStamp(formatter, QlgEvent_getTime(event));
-  if (stamp) ok = ok && put(b, stamp);
+  if (stamp) ok = ok && QlgRecord_putText(b, stamp);
   QlgMem_free(stamp);
-  ok = ok && put(b, "]") && put(b, kSep) &&
-       put(b, QlgZarvoTraceFormatter_levelTag(QlgEvent_getLevel(event))) && put(b, kSep);
+  ok = ok && QlgRecord_put(b, "]") && QlgRecord_put(b, kSep) &&
+       QlgRecord_putText(b, QlgZarvoTraceFormatter_levelTag(QlgEvent_getLevel(event))) && QlgRecord_put(b, kSep);
   /* The short host name: up to the first "." of a qualified one. */
-  if (ok && f.server) ok = CxStringBuff_appendN(b, f.server, static_cast<int>(strcspn(f.server, "."))) != 0;
-  ok = ok && put(b, kSep);
-  if (ok && f.processId) ok = put(b, "p") && appendUnsigned(b, f.processId);
-  if (ok && f.processId && f.threadId) ok = put(b, ":");
-  if (ok && f.threadId) ok = put(b, "t") && appendUnsigned(b, f.threadId);
-  ok = ok && put(b, kSep);
-  if (ok && f.file) ok = put(b, f.file);
-  if (ok && f.file && f.function) ok = put(b, ":");
-  if (ok && f.function) ok = put(b, f.function);
-  if (ok && f.line) ok = put(b, "(") && appendUnsigned(b, f.line) && put(b, ")");
-  ok = ok && put(b, kSep);
+  if (ok && f.server) ok = QlgRecord_put(b, f.server, strcspn(f.server, "."));
+  ok = ok && QlgRecord_put(b, kSep);
+  if (ok && f.processId) ok = QlgRecord_put(b, "p") && appendUnsigned(b, f.processId);
+  if (ok && f.processId && f.threadId) ok = QlgRecord_put(b, ":");
+  if (ok && f.threadId) ok = QlgRecord_put(b, "t") && appendUnsigned(b, f.threadId);
+  ok = ok && QlgRecord_put(b, kSep);
+  if (ok && f.file) ok = QlgRecord_putText(b, f.file);
+  if (ok && f.file && f.function) ok = QlgRecord_put(b, ":");
+  if (ok && f.function) ok = QlgRecord_putText(b, f.function);
+  if (ok && f.line) ok = QlgRecord_put(b, "(") && appendUnsigned(b, f.line) && QlgRecord_put(b, ")");
+  ok = ok && QlgRecord_put(b, kSep);
 
   char* text = QlgEvent_render(event, nullptr);
   char parsed[11];
   const char* id = event->messageId && *event->messageId ? event->messageId
                                                           : QlgXmlFormatter_idOfText(text, parsed);
-  ok = ok && put(b, id) && put(b, kSep) && (!text || put(b, text)) && put(b, "\n");
+  ok = ok && QlgRecord_putText(b, id) && QlgRecord_put(b, kSep) && (!text || QlgRecord_putText(b, text)) && QlgRecord_put(b, "\n");
   QlgMem_free(text);
   return ok;
 }
