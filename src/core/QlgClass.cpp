@@ -9,8 +9,8 @@
 #include <ardel/QlgMem.h>
 #include <cstring>
 
+#include "core/QlgBuiltins.h"
 #include "core/QlgToolkitInt.h"
-#include "formatters/QlgBasicFormatter.h"
 #include "msg/QlgMsgTable.h"
 
 namespace {
@@ -92,7 +92,7 @@ void QlgClass_registerFormatter(const char* name, const QlgI18Msg* description,
   QlgClass* cls = registerClass(QLG_KIND_FORMATTER, name, description, createData, destroyData,
                                 propertyChanged);
   if (!cls) return;
-  cls->slots.formatter.format = format ? format : QlgBasicFormatter_format;
+  cls->slots.formatter.format = format ? format : QlgBuiltins_defaultFormat();
   cls->slots.formatter.getHead = getHead ? getHead : formatterNoText;
   cls->slots.formatter.getTail = getTail ? getTail : formatterNoText;
   cls->slots.formatter.formatMessage = formatMessage ? formatMessage : renderMessage;

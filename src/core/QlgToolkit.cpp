@@ -15,16 +15,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/QlgBuiltins.h"
 #include "core/QlgMisc.h"
 #include "core/QlgObjConfig.h"
 #include "core/QlgReadProps.h"
 #include "core/QlgToolkitInt.h"
-#include "filters/QlgLevelFilter.h"
-#include "formatters/QlgBasicFormatter.h"
-#include "handlers/QlgConsoleHandler.h"
-#include "handlers/QlgFileHandler.h"
-#include "handlers/QlgHandler.h"
-#include "handlers/QlgMultiProcFileHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxMutex.h"
 
@@ -41,77 +36,6 @@ void reportLockFailure(CxStatus status) {
   if (!CxStatus_isOk(status)) QlgMisc_reportStatus(status);
 }
 
-/* Built-in classes in their registration order; the classes that the
-   library does not carry yet keep their place in this order when added. */
-struct BuiltinClass {
-  QlgClassKind kind;
-  const char* name;
-  uint32_t descriptionKey; /* 0: no description */
-  QlgCreateDataFn createData;
-  QlgDestroyDataFn destroyData;
-  QlgPropertyChangedFn propertyChanged;
-  void* slot1;
-  void* slot2;
-  void* slot3;
-  void* slot4;
-};
-
-#define SLOT(f) reinterpret_cast<void*>(f)
-const BuiltinClass kBuiltins[] = {
-    {QLG_KIND_LOGGER, "qlg_basiclogger", 100, nullptr, nullptr, QlgLogger_propertyChanged,
-     nullptr, nullptr, nullptr, nullptr},
-    {QLG_KIND_FILTER, "qlg_levelfilter", 110, nullptr, nullptr, QlgLogger_propertyChanged,
-     SLOT(QlgObject_filterReceive), SLOT(QlgLevelFilter_isLoggable), nullptr, nullptr},
-    {QLG_KIND_HANDLER, "qlg_consolehandler", 120, QlgConsoleHandler_create,
-     QlgConsoleHandler_destroy, QlgHandler_propertyChanged, SLOT(QlgConsoleHandler_publish),
-     SLOT(QlgConsoleHandler_open), SLOT(QlgConsoleHandler_close), nullptr},
-    {QLG_KIND_HANDLER, "qlg_stderrhandler", 0, QlgConsoleHandler_create, QlgConsoleHandler_destroy,
-     QlgHandler_propertyChanged, SLOT(QlgStderrHandler_publish), SLOT(QlgConsoleHandler_open),
-     SLOT(QlgConsoleHandler_close), nullptr},
-    {QLG_KIND_HANDLER, "qlg_filehandler", 121, QlgFileHandler_create, QlgFileHandler_destroy,
-     QlgFileHandler_propertyChanged, SLOT(QlgFileHandler_publish), SLOT(QlgFileHandler_open),
-     SLOT(QlgFileHandler_close), nullptr},
-    {QLG_KIND_HANDLER, "qlg_multiproc_filehandler", 0, QlgFileHandler_create,
-     QlgFileHandler_destroy, QlgFileHandler_propertyChanged, SLOT(QlgMPFileHandler_publish),
-     SLOT(QlgMPFileHandler_open), SLOT(QlgMPFileHandler_close), nullptr},
-    {QLG_KIND_FORMATTER, "qlg_basicformatter", 130, nullptr, nullptr,
-     QlgBasicFormatter_propertyChanged, SLOT(QlgBasicFormatter_format), nullptr, nullptr, nullptr},
-};
-#undef SLOT
-
-void registerBuiltin(const BuiltinClass& c) {
-  QlgI18Msg* description =
-      c.descriptionKey ? QlgI18Msg_create(QLG_MSG_CATALOG, 1, c.descriptionKey,
-                                          QlgMsgTable_text(c.descriptionKey))
-                       : nullptr;
-  switch (c.kind) {
-    case QLG_KIND_LOGGER:
-      QlgClass_registerLogger(c.name, description, c.createData, c.destroyData, c.propertyChanged,
-                              reinterpret_cast<QlgEventFn>(c.slot1));
-      break;
-    case QLG_KIND_FILTER:
-      QlgClass_registerFilter(c.name, description, c.createData, c.destroyData, c.propertyChanged,
-                              reinterpret_cast<QlgEventFn>(c.slot1),
-                              reinterpret_cast<QlgIsLoggableFn>(c.slot2),
-                              reinterpret_cast<QlgEventFn>(c.slot3));
-      break;
-    case QLG_KIND_HANDLER:
-      QlgClass_registerHandler(c.name, description, c.createData, c.destroyData, c.propertyChanged,
-                               reinterpret_cast<QlgEventFn>(c.slot1),
-                               reinterpret_cast<QlgObjectFn>(c.slot2),
-                               reinterpret_cast<QlgObjectFn>(c.slot3));
-      break;
-    case QLG_KIND_FORMATTER:
-      QlgClass_registerFormatter(c.name, description, c.createData, c.destroyData,
-                                 c.propertyChanged, reinterpret_cast<QlgFormatFn>(c.slot1),
-                                 reinterpret_cast<QlgHeadTailFn>(c.slot2),
-                                 reinterpret_cast<QlgHeadTailFn>(c.slot3),
-                                 reinterpret_cast<QlgFormatMessageFn>(c.slot4));
-      break;
-  }
-  QlgI18Msg_free(description);
-}
-
 /* Message 51 goes straight to standard error: the error logger does not
    exist while the file is read. */
 void printUnreadable(const char* path) {
@@ -125,6 +49,15 @@ void printUnreadable(const char* path) {
   QlgI18Msg_free(msg);
 }
 
+/* The handler -> formatter link is a field of the object model, so the
+   core sets it itself rather than through the handler layer. */
+void linkFormatter(QlgObject* handler, QlgObject* formatter) {
+  if (!handler || !handler->cls || handler->cls->kind != QLG_KIND_HANDLER) return;
+  QlgObject* old = handler->field2.formatter;
+  handler->field2.formatter = QlgObject_addRef(formatter);
+  QlgObject_release(old);
+}
+
 /* ardel.errorLogger -> ardel.stderrHandler -> ardel.defaultFormatter, each
    configured from the file as it is created; existing objects are kept. */
 void createErrorObjects() {
@@ -135,7 +68,7 @@ void createErrorObjects() {
     if (!handler) {
       handler = QlgObject_findOrCreate("ardel.stderrHandler", "qlg_stderrhandler");
       QlgObject* formatter = QlgObject_findOrCreate("ardel.defaultFormatter", "qlg_basicformatter");
-      QlgHandler_setFormatter(handler, formatter);
+      linkFormatter(handler, formatter);
       QlgObject_release(formatter);
     }
     QlgObject_addListener(logger, handler);
@@ -194,7 +127,7 @@ void QlgToolkit_registerClasses(void) {
     return;
   }
   for (QlgStringGroup*& names : g_reg.classNames) names = QlgStringGroup_create();
-  for (const BuiltinClass& c : kBuiltins) registerBuiltin(c);
+  QlgBuiltins_register();
 }
 
 int QlgToolkit_initialize(const char* propertiesPath) {

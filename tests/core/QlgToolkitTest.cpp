@@ -51,9 +51,11 @@ TEST(ToolkitStartup, BuiltInClassesAreRegisteredInTheirFixedOrder) {
     QlgRegistries* reg = QlgToolkit_registries();
     std::vector<std::string> names;
     for (auto* e = reg->classes->first; e; e = e->next) names.push_back(e->key);
-    std::vector<std::string> expected = {"qlg_basiclogger", "qlg_levelfilter", "qlg_consolehandler",
+    std::vector<std::string> expected = {"qlg_basiclogger", "qlg_pdlogger", "qlg_levelfilter",
+                                         "qlg_msgidfilter", "qlg_consolehandler",
                                          "qlg_stderrhandler", "qlg_filehandler",
-                                         "qlg_multiproc_filehandler", "qlg_basicformatter"};
+                                         "qlg_multiproc_filehandler", "qlg_basicformatter",
+                                         "qlg_xmlformatter", "qlg_zarvotraceformatter"};
     EXPECT_EQ(names, expected);
     QlgClass* cls = QlgClass_find("qlg_consolehandler");
     ASSERT_NE(cls, nullptr);

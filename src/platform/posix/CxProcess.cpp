@@ -12,6 +12,7 @@
 #include <ardel/QlgMem.h>
 
 #include <errno.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <string.h>
 #include <sys/types.h>
@@ -88,7 +89,21 @@ CxStatus CxProcess_close(CxProcess* handle) {
   return CxStatus_ok();
 }
 
-int32_t CxProcess_getpid(void) { return (int32_t)getpid(); }
+/* Every event of a problem-determination logger carries the process id,
+   so it is kept rather than asked of the kernel each time; the child of a
+   fork forgets it through the fork handler. */
+static int32_t g_pid = 0;
+
+static void forgetPidAfterFork(void) { __atomic_store_n(&g_pid, 0, __ATOMIC_RELAXED); }
+
+int32_t CxProcess_getpid(void) {
+  static const bool cached = pthread_atfork(nullptr, nullptr, forgetPidAfterFork) == 0;
+  int32_t pid = __atomic_load_n(&g_pid, __ATOMIC_RELAXED);
+  if (pid && cached) return pid;
+  pid = (int32_t)getpid();
+  __atomic_store_n(&g_pid, pid, __ATOMIC_RELAXED);
+  return pid;
+}
 
 CxStatus CxProcess_getcwd(char* buf) {
   if (!buf) return invalid();

@@ -1,0 +1,193 @@
+/*
+ * The XML formatter: the exact record layout, the per-file preamble and the
+ * kind flags, and records read back through libxml2 with texts that XML
+ * cannot hold as they stand.
+ */
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <stdlib.h>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "msg/QlgMsgTable.h"
+
+namespace {
+
+const int64_t kTime = 1236704966535;  // 2009-03-10 17:09:26.535 UTC
+const char kTimeLine[] = " <Time Millis=\"1236704966535\">2009-03-10 17:09:26.535+00:00</Time>\n";
+
+std::string take(char* text) {
+  std::string s = text ? text : "<null>";
+  QlgMem_free(text);
+  return s;
+}
+
+class QlgXmlFormatterTest : public ::testing::Test {
+ public:
+  void SetUp() override {
+    setenv("TZ", "UTC0", 1);
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    fmt_ = QlgObject_create(("test.xml" + std::to_string(++serial_)).c_str(), "qlg_xmlformatter");
+    ASSERT_NE(fmt_, nullptr);
+  }
+  void TearDown() override {
+    for (QlgEvent* e : events_) QlgEvent_free(e);
+    QlgObject_release(fmt_);
+  }
+  QlgEvent* keep(QlgEvent* e) {
+    e->time = kTime;
+    events_.push_back(e);
+    return e;
+  }
+  QlgEvent* trace(int level, const char* text) { return keep(QlgEvent_createTagged(level, nullptr, 0, 0, text, 0)); }
+  std::string format(QlgEvent* e) { return take(QlgObject_getData(fmt_) ? fmt_->cls->slots.formatter.format(fmt_, e) : nullptr); }
+
+  static int serial_;
+  QlgObject* fmt_ = nullptr;
+  std::vector<QlgEvent*> events_;
+};
+int QlgXmlFormatterTest::serial_ = 0;
+
+TEST_F(QlgXmlFormatterTest, RecordsHaveTheirElementsInTheFixedOrder) {
+  struct Case { const char* name; std::function<QlgEvent*(QlgXmlFormatterTest*)> make; std::string expected; };
+  const std::vector<Case> cases = {
+      {"catalogued error with identity",
+       [](QlgXmlFormatterTest* t) {
+         QlgEvent* e = t->keep(QlgEvent_createTagged(6000, "qlgmsg", 1, 20, QlgMsgTable_text(20), 0));
+         QlgEvent_addStringProperty(e, "component", "C");
+         QlgEvent_addStringProperty(e, "product", "P");
+         return e;
+       },
+       std::string("<Message Id=\"QLGBC0020E\" Severity=\"ERROR\">\n") + kTimeLine +
+           " <ProductId>P</ProductId>\n <Component>C</Component>\n"
+           " <LogText><![CDATA[QLGBC0020E Out of memory.]]>&#13;</LogText>\n"
+           " <TranslationInfo Type=\"XPG4\" Catalog=\"qlgmsg\" MsgKey=\"20\" SetId=\"1\"></TranslationInfo>\n"
+           "</Message>\n"},
+      {"trace with zeros, free attributes and correlation",
+       [](QlgXmlFormatterTest* t) {
+         QlgEvent* e = t->trace(3000, "scan");
+         for (const char* k : {"qlg_prop_srcfile", "qlg_prop_srcfunction", "organization", "correlationId", "client"})
+           QlgEvent_addStringProperty(e, k, k[0] == 'q' ? "f.c" : "v");
+         QlgEvent_addIntProperty(e, "qlg_prop_srcline", 0);
+         QlgEvent_addLongProperty(e, "threadId", -1);
+         QlgEvent_addLongProperty(e, "processId", 0);
+         QlgEvent_addStringProperty(e, "when", "now");
+         return e;
+       },
+       std::string("<Trace Level=\"MIN\">\n") + kTimeLine +
+           " <LogText><![CDATA[scan]]></LogText>\n"
+           " <LogAttribs><Key>organization</Key><Value>v</Value><Key>when</Key><Value>now</Value></LogAttribs>\n"
+           " <Source FileName=\"f.c\" Method=\"f.c\" Line=\"\"/>\n"
+           " <Thread>4294967295</Thread>\n <Process></Process>\n"
+           " <CorrelationId>v</CorrelationId>\n <Principal>v</Principal>\n</Trace>\n"},
+      {"trace without level or source",
+       [](QlgXmlFormatterTest* t) { return t->trace(-9999, "x"); },
+       std::string("<Trace>\n") + kTimeLine +
+           " <LogText><![CDATA[x]]></LogText>\n <Source FileName=\"None\" Method=\"None\"/>\n</Trace>\n"},
+      {"message without ID or level, with parameters",
+       [](QlgXmlFormatterTest* t) {
+         return t->keep(QlgEvent_createTagged(-9999, "cat", 2, 0, "%s=%d", 507, "n", 502, 0, 0));
+       },
+       std::string("<Message Id=\"None\">\n") + kTimeLine +
+           " <LogText><![CDATA[n=0]]></LogText>\n"
+           " <TranslationInfo Type=\"XPG4\" Catalog=\"cat\" MsgKey=\"\" SetId=\"2\">"
+           "<Param><![CDATA[n]]></Param><Param><![CDATA[0]]></Param></TranslationInfo>\n</Message>\n"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(format(c.make(this)), c.expected) << c.name;
+}
+
+TEST_F(QlgXmlFormatterTest, SingleIdentityIsWrittenOnceAfterEveryHeadRequest) {
+  QlgObject_storeProperty(fmt_, "singleServer", "true");
+  QlgObject_storeProperty(fmt_, "singleProduct", "yes");  // not a boolean: stays per record
+  QlgEvent* e = trace(4000, "t");
+  QlgEvent_addStringProperty(e, "server", "h.example");
+  QlgEvent_addStringProperty(e, "serverFormat", "IP");
+  QlgEvent_addStringProperty(e, "product", "P");
+  const std::string server = " <Server Format=\"IP\">h.example</Server>\n";
+  const std::string record = format(e);
+  EXPECT_EQ(record.substr(0, server.size() + 6), server + "<Trace");
+  EXPECT_NE(record.find("<ProductId>P</ProductId>", server.size()), std::string::npos);
+  EXPECT_EQ(format(e).find("<Server"), std::string::npos);
+  EXPECT_EQ(fmt_->cls->slots.formatter.getHead(fmt_), nullptr);
+  EXPECT_EQ(format(e), record);
+}
+
+TEST_F(QlgXmlFormatterTest, ForcedKindsApplyOnlyWhenOneFlagIsSet) {
+  struct Case { const char* asMessage; const char* asTrace; bool eventIsMessage; const char* opens; };
+  const Case cases[] = {
+      {"true", "false", false, "<Message"}, {"false", "TRUE", true, "<Trace"},
+      {"true", "true", false, "<Trace"},    {"true", "true", true, "<Message"},
+  };
+  for (const Case& c : cases) {
+    QlgObject_storeProperty(fmt_, "forceAsMessage", c.asMessage);
+    QlgObject_storeProperty(fmt_, "forceAsTrace", c.asTrace);
+    QlgEvent* e = trace(5000, "t");
+    QlgEvent_markMessage(e, c.eventIsMessage);
+    EXPECT_EQ(format(e).rfind(c.opens, 0), 0u) << c.asMessage << c.asTrace << c.eventIsMessage;
+  }
+}
+
+/* The first element named name at or below node, depth first. */
+xmlNode* findElement(xmlNode* node, const char* name) {
+  for (xmlNode* n = node; n; n = n->next) {
+    if (n->type == XML_ELEMENT_NODE && xmlStrEqual(n->name, BAD_CAST name)) return n;
+    if (xmlNode* inner = findElement(n->children, name)) return inner;
+  }
+  return nullptr;
+}
+
+std::string textOf(xmlNode* node, const char* name) {
+  xmlNode* n = findElement(node, name);
+  xmlChar* content = n ? xmlNodeGetContent(n) : nullptr;
+  std::string s = content ? reinterpret_cast<const char*>(content) : "<none>";
+  xmlFree(content);
+  return s;
+}
+
+std::string attributeOf(xmlNode* node, const char* name, const char* attribute) {
+  xmlNode* n = findElement(node, name);
+  xmlChar* value = n ? xmlGetProp(n, BAD_CAST attribute) : nullptr;
+  std::string s = value ? reinterpret_cast<const char*>(value) : "<none>";
+  xmlFree(value);
+  return s;
+}
+
+TEST_F(QlgXmlFormatterTest, AFileOfRecordsParsesAndReadsBackWhatWasLogged) {
+  struct Case { const char* logged; const char* readBack; };
+  const Case cases[] = {
+      {"a < b && c > d \"q\" 'a'", "a < b && c > d \"q\" 'a'"},
+      {"end ]]> and ]]]> twice]]", "end ]]> and ]]]> twice]]"},
+      {"tab\there\nline\rcr\r\n", "tab\there\nline\rcr\r\n"},
+      {"Gr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80", "Gr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80"},
+      {"bell\x07 esc\x1B", "bell\xE2\x90\x87 esc\xE2\x90\x9B"},           // control pictures
+      {"bad \xFF\xC3 utf8 \xEF\xBF\xBF", "bad \xEF\xBF\xBD\xEF\xBF\xBD utf8 \xEF\xBF\xBD"},
+      {"", ""},
+  };
+  QlgObject_storeProperty(fmt_, "forceAsMessage", "true");
+  for (const Case& c : cases) {
+    QlgEvent* e = keep(QlgEvent_createTagged(4000, nullptr, 0, 0, "%s", 507, c.logged, 0));
+    QlgEvent_addStringProperty(e, c.logged, c.logged);  // a free attribute's key and value
+    QlgEvent_addStringProperty(e, "qlg_prop_srcfile", c.logged);
+    QlgEvent_addStringProperty(e, "qlg_prop_srcfunction", "Entry Foo&lt;int&gt;::run");  // escaped by the caller
+    std::string file = "<Log>" + format(e) + format(e) + "</Log>";
+    xmlDoc* doc = xmlReadMemory(file.data(), static_cast<int>(file.size()), "log.xml", nullptr, XML_PARSE_NONET);
+    ASSERT_NE(doc, nullptr) << "not well-formed:\n" << file;
+    xmlNode* root = xmlDocGetRootElement(doc);
+    EXPECT_EQ(textOf(root, "LogText"), c.readBack) << file;
+    EXPECT_EQ(textOf(root, "Param"), c.readBack) << file;
+    EXPECT_EQ(textOf(root, "Value"), c.readBack) << file;
+    EXPECT_EQ(textOf(root, "Key"), c.readBack) << file;
+    EXPECT_EQ(attributeOf(root, "Source", "FileName"), c.readBack);
+    EXPECT_EQ(attributeOf(root, "Source", "Method"), "Entry Foo<int>::run");
+    xmlFreeDoc(doc);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+/*
+ * The trace formatter: one record-separated line of fixed fields, where an
+ * absent field leaves its separators side by side.
+ */
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "msg/QlgMsgTable.h"
+
+namespace {
+
+TEST(QlgZarvoTraceFormatter, WritesEveryFieldInItsPlaceAndIgnoresProperties) {
+  setenv("TZ", "UTC0", 1);
+  ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+  QlgObject* fmt = QlgObject_create("test.zarvo", "qlg_zarvotraceformatter");
+  ASSERT_NE(fmt, nullptr);
+  QlgObject_storeProperty(fmt, "dateTimeFormat", "%H");  // no propertyChanged slot: no effect
+  QlgObject_storeProperty(fmt, "separator", "|");
+
+  using Props = std::vector<std::pair<const char*, const char*>>;
+  struct Case { int level; const char* text; const char* cachedId; Props props; const char* rest; };
+  const Case cases[] = {
+      {4000, "QLGBC0020E Out of memory.", nullptr,
+       {{"server", "hostA.example.com"}, {"processId", "1234"}, {"threadId", "5678"},
+        {"qlg_prop_srcfile", "scan.c"}, {"qlg_prop_srcfunction", "run"}, {"qlg_prop_srcline", "88"}},
+       " - INFO  - hostA - p1234:t5678 - scan.c:run(88) - QLGBC0020E - QLGBC0020E Out of memory.\n"},
+      {0, "plain", nullptr, {{"threadId", "7"}, {"qlg_prop_srcfunction", "f"}},
+       " - OTHER -  - t7 - f -  - plain\n"},
+      {-9999, "x", "ABC0001W", {{"server", "plain"}, {"qlg_prop_srcline", "0"}, {"processId", "0"}},
+       " - OTHER - plain - p - () - ABC0001W - x\n"},
+      {1000, "", nullptr, {{"qlg_prop_srcfile", "a.c"}}, " -  MAX  -  -  - a.c -  - \n"},
+      {7000, "QLGLG01E", nullptr, {}, " - ERROR -  -  -  - QLGLG01E - QLGLG01E\n"},
+  };
+  for (const Case& c : cases) {
+    QlgEvent* e = QlgEvent_createTagged(c.level, nullptr, 0, 0, c.text, 0);
+    ASSERT_NE(e, nullptr);
+    e->time = 1236704966535;
+    if (c.cachedId) QlgEvent_setMessageId(e, c.cachedId);
+    for (const auto& p : c.props) QlgEvent_addStringProperty(e, p.first, p.second);
+    char* line = fmt->cls->slots.formatter.format(fmt, e);
+    ASSERT_NE(line, nullptr);
+    EXPECT_EQ(std::string(line), std::string("\x1E[2009-03-10 17:09:26.535+00:00]") + c.rest) << c.text;
+    QlgMem_free(line);
+    QlgEvent_free(e);
+  }
+  QlgObject_release(fmt);
+}
+
+}  // namespace
