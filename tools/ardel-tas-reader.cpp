@@ -27,13 +27,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 
 #include <string>
 #include <vector>
 
 #include "platform/CxMutex.h"
 #include "platform/CxSharedMem.h"
-#include "platform/CxSystem.h"
 
 namespace {
 
@@ -46,6 +46,13 @@ const uint32_t kDefaultRing = 1u << 20;
 volatile sig_atomic_t g_stop = 0;
 
 void onSignal(int) { g_stop = 1; }
+
+/* The pause of an idle reader: short, so that a writer waiting for room
+   (it sleeps 5 ms between looks) finds it soon. */
+void idlePause() {
+  struct timespec t = {0, 100000};
+  nanosleep(&t, nullptr);
+}
 
 struct Options {
   bool json = false;
@@ -326,7 +333,7 @@ int main(int argc, char** argv) {
   while (!g_stop && (o.count == 0 || c.packets < o.count)) {
     if (drain(ring, o, buf, &c) == 0) {
       fflush(stdout);
-      CxSystem_sleepMillis(1);
+      idlePause();
     }
   }
   drain(ring, o, buf, &c);
