@@ -52,7 +52,7 @@ TEST(ToolkitStartup, BuiltInClassesAreRegisteredInTheirFixedOrder) {
     std::vector<std::string> names;
     for (auto* e = reg->classes->first; e; e = e->next) names.push_back(e->key);
     std::vector<std::string> expected = {"qlg_basiclogger", "qlg_levelfilter", "qlg_consolehandler",
-                                         "qlg_stderrhandler", "qlg_filehandler",
+                                         "qlg_stderrhandler", "qlg_filehandler", "qlg_tashandler",
                                          "qlg_multiproc_filehandler", "qlg_basicformatter"};
     EXPECT_EQ(names, expected);
     QlgClass* cls = QlgClass_find("qlg_consolehandler");
