@@ -142,6 +142,22 @@ TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
   for (size_t i = 0; i < 2; i++) EXPECT_NE(lines[i].find(cases[i].expected), std::string::npos) << lines[i];
   CxSharedMem* gone = nullptr;
   EXPECT_EQ(CxSharedMem_open(&gone, id.c_str()).code, ENOENT) << "the reader removes the ring it made";
+  CxMutex* lock = nullptr;
+  EXPECT_EQ(CxMutex_openNamed(&lock, (id + ".s").c_str()).code, ENOENT) << "and its lock";
+}
+
+TEST_F(TASHandlerTest, ReaderAttachedToAnExistingRingLeavesItInPlace) {
+  TestRing ring(4096);
+  ring.word(QLG_IPC_OFF_READ) = ring.word(QLG_IPC_OFF_WRITE) = 4000; /* the next packet wraps */
+  Reader reader({ring.id});
+  make(ring.id);
+  publish(4000, "a\\b\tc", "s.c", "fn", 7);
+  std::vector<std::string> lines = reader.stop(SIGINT);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0], "1250999896491 4000 Ardel fn s.c:7 a\\\\b\\tc");
+  CxSharedMem* still = nullptr;
+  EXPECT_TRUE(CxStatus_isOk(CxSharedMem_open(&still, ring.id.c_str())));
+  CxSharedMem_close(&still);
 }
 
 /* A cut text still carries the marker and the sequence text; being
