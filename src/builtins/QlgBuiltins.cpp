@@ -18,6 +18,7 @@
 #include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
 #include "handlers/QlgMultiProcFileHandler.h"
+#include "handlers/QlgTASHandler.h"
 #include "msg/QlgMsgTable.h"
 
 namespace {
@@ -54,7 +55,9 @@ const BuiltinClass kBuiltins[] = {
     {QLG_KIND_HANDLER, "qlg_filehandler", 121, QlgFileHandler_create, QlgFileHandler_destroy,
      QlgFileHandler_propertyChanged, SLOT(QlgFileHandler_publish), SLOT(QlgFileHandler_open),
      SLOT(QlgFileHandler_close), nullptr},
-    /* qlg_tashandler takes its place here. */
+    {QLG_KIND_HANDLER, "qlg_tashandler", 0, QlgTASHandler_create, QlgTASHandler_destroy,
+     QlgTASHandler_propertyChanged, SLOT(QlgTASHandler_publish), SLOT(QlgTASHandler_open),
+     SLOT(QlgTASHandler_close), nullptr},
     {QLG_KIND_HANDLER, "qlg_multiproc_filehandler", 0, QlgFileHandler_create,
      QlgFileHandler_destroy, QlgFileHandler_propertyChanged, SLOT(QlgMPFileHandler_publish),
      SLOT(QlgMPFileHandler_open), SLOT(QlgMPFileHandler_close), nullptr},

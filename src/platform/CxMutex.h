@@ -40,6 +40,12 @@ CxStatus CxMutex_create(CxMutex** out);
 /* Creates or opens the named mutex; not owned.  The name must be non-empty,
    at most CX_MUTEX_NAME_MAX bytes and hold no "/" ('p' 22 otherwise). */
 CxStatus CxMutex_createNamed(CxMutex** out, const char* name);
+/* Opens a named mutex that some process has already created; 'p' 2
+   (ENOENT) when none has.  Name rules as for CxMutex_createNamed. */
+CxStatus CxMutex_openNamed(CxMutex** out, const char* name);
+/* Removes the name, so that later opens fail until it is created again;
+   handles already open keep working.  'p' with errno on failure. */
+CxStatus CxMutex_removeNamed(const char* name);
 /* The named mutex of a numeric key: "CX_SEM_KEY_" and the key in
    lower-case hexadecimal (31821 gives CX_SEM_KEY_7c4d). */
 CxStatus CxMutex_createKeyed(CxMutex** out, int32_t key);

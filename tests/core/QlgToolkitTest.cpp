@@ -53,7 +53,7 @@ TEST(ToolkitStartup, BuiltInClassesAreRegisteredInTheirFixedOrder) {
     for (auto* e = reg->classes->first; e; e = e->next) names.push_back(e->key);
     std::vector<std::string> expected = {"qlg_basiclogger", "qlg_pdlogger", "qlg_levelfilter",
                                          "qlg_msgidfilter", "qlg_consolehandler",
-                                         "qlg_stderrhandler", "qlg_filehandler",
+                                         "qlg_stderrhandler", "qlg_filehandler", "qlg_tashandler",
                                          "qlg_multiproc_filehandler", "qlg_basicformatter",
                                          "qlg_xmlformatter", "qlg_zarvotraceformatter"};
     EXPECT_EQ(names, expected);

@@ -64,9 +64,9 @@ CxStatus newMutex(CxMutex** out, int fd) {
    created it: a lock needs neither write access nor creation rights.
    O_NOFOLLOW and O_NONBLOCK keep a planted symbolic link or FIFO in the
    shared directory from redirecting or stalling us. */
-int openLockFile(const char* path) {
+int openLockFile(const char* path, bool create) {
   const int common = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-  const int tries[] = {O_RDWR | O_CREAT, O_RDWR, O_RDONLY};
+  const int tries[] = {O_RDWR | (create ? O_CREAT : 0), O_RDWR, O_RDONLY};
   int fd = -1;
   for (int flags : tries) {
     do {
@@ -174,6 +174,30 @@ CxStatus acquire(CxMutex* m, const struct timespec* deadline) {
   return CxStatus_ok();
 }
 
+/* The lock file's path for a name; 0 or an errno value. */
+int lockFilePath(const char* name, char* path, size_t size) {
+  if (!name || !*name || strchr(name, '/') || strlen(name) > CX_MUTEX_NAME_MAX) return EINVAL;
+  const char* dir = getenv("TMPDIR");
+  if (!dir || !*dir) dir = "/tmp";
+  size_t dirLen = strlen(dir);
+  const char* sep = dir[dirLen - 1] == '/' ? "" : "/";
+  int n = snprintf(path, size, "%s%s%s", dir, sep, name);
+  return n < 0 || (size_t)n >= size ? ENAMETOOLONG : 0;
+}
+
+CxStatus openNamed(CxMutex** out, const char* name, bool create) {
+  if (!out) return invalid();
+  *out = nullptr;
+  char path[PATH_MAX];
+  int e = lockFilePath(name, path, sizeof path);
+  if (e != 0) return CxStatus_make('p', e);
+  int fd = openLockFile(path, create);
+  if (fd < 0) return CxStatus_make('p', errno);
+  CxStatus s = newMutex(out, fd);
+  if (!CxStatus_isOk(s)) close(fd);
+  return s;
+}
+
 }  // namespace
 
 extern "C" {
@@ -184,22 +208,15 @@ CxStatus CxMutex_create(CxMutex** out) {
   return newMutex(out, -1);
 }
 
-CxStatus CxMutex_createNamed(CxMutex** out, const char* name) {
-  if (!out) return invalid();
-  *out = nullptr;
-  if (!name || !*name || strchr(name, '/') || strlen(name) > CX_MUTEX_NAME_MAX) return invalid();
-  const char* dir = getenv("TMPDIR");
-  if (!dir || !*dir) dir = "/tmp";
-  size_t dirLen = strlen(dir);
-  const char* sep = dir[dirLen - 1] == '/' ? "" : "/";
+CxStatus CxMutex_createNamed(CxMutex** out, const char* name) { return openNamed(out, name, true); }
+
+CxStatus CxMutex_openNamed(CxMutex** out, const char* name) { return openNamed(out, name, false); }
+
+CxStatus CxMutex_removeNamed(const char* name) {
   char path[PATH_MAX];
-  int n = snprintf(path, sizeof path, "%s%s%s", dir, sep, name);
-  if (n < 0 || (size_t)n >= sizeof path) return CxStatus_make('p', ENAMETOOLONG);
-  int fd = openLockFile(path);
-  if (fd < 0) return CxStatus_make('p', errno);
-  CxStatus s = newMutex(out, fd);
-  if (!CxStatus_isOk(s)) close(fd);
-  return s;
+  int e = lockFilePath(name, path, sizeof path);
+  if (e != 0) return CxStatus_make('p', e);
+  return unlink(path) == 0 ? CxStatus_ok() : CxStatus_make('p', errno);
 }
 
 CxStatus CxMutex_createKeyed(CxMutex** out, int32_t key) {

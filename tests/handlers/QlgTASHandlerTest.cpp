@@ -1,0 +1,258 @@
+/*
+ * qlg_tashandler: the packet as the server reads it (layout, byte order,
+ * level rules, logger-name and tag dashes, truncation, sequence), the
+ * refusals of a ring header that points outside the mapping, the bounded
+ * wait on a full ring, the reports, and the whole road through
+ * ardel-tas-reader running as a second process, at full speed.
+ */
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "handlers/QlgTASHandler.h"
+#include "support/Recorder.h"
+#include "support/TestSupport.h"
+
+extern char** environ;
+
+namespace {
+
+using ardeltest::CaptureFd;
+using ardeltest::readFile;
+using ardeltest::TempDir;
+
+/* A ring name of this run alone, so that parallel runs never meet. */
+std::string uniqueId() {
+  static int serial = 0;
+  return "ardel-tas-test-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
+}
+
+/* The server's side made in this process: ring and lock, removed at the end. */
+struct TestRing {
+  explicit TestRing(uint32_t n, size_t mapped = 0) : id(uniqueId()) {
+    EXPECT_TRUE(CxStatus_isOk(CxMutex_createNamed(&lock, (id + ".s").c_str())));
+    EXPECT_TRUE(CxStatus_isOk(CxSharedMem_create(&mem, id.c_str(), mapped ? mapped : 64 + n, 0600)));
+    word(QLG_IPC_OFF_SIZE) = n;
+  }
+  ~TestRing() {
+    CxSharedMem_close(&mem);
+    CxMutex_close(&lock);
+    CxSharedMem_remove(id.c_str());
+    CxMutex_removeNamed((id + ".s").c_str());
+  }
+  uint32_t& word(size_t off) { return *reinterpret_cast<uint32_t*>(CxSharedMem_address(mem) + off); }
+  std::string ringBytes() { return bytes(0, CxSharedMem_size(mem) - 64); }
+  std::string bytes(size_t from, size_t len) {
+    return std::string(reinterpret_cast<char*>(CxSharedMem_address(mem)) + 64 + from, len);
+  }
+  std::string id;
+  CxMutex* lock = nullptr;
+  CxSharedMem* mem = nullptr;
+};
+
+/* ardel-tas-reader as a child process; its output goes to files. */
+struct Reader {
+  explicit Reader(std::vector<std::string> args) {
+    args.insert(args.begin(), ARDEL_TAS_READER);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(&a[0]);
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t fa;
+    posix_spawn_file_actions_init(&fa);
+    posix_spawn_file_actions_addopen(&fa, 1, dir.file("out").c_str(), O_WRONLY | O_CREAT, 0600);
+    posix_spawn_file_actions_addopen(&fa, 2, dir.file("err").c_str(), O_WRONLY | O_CREAT, 0600);
+    EXPECT_EQ(posix_spawn(&pid, argv[0], &fa, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&fa);
+    for (int i = 0; i < 500 && readFile(dir.file("err")).find("ready") == std::string::npos; i++)
+      usleep(10000);
+  }
+  /* Ends the reader with sig; its standard output, one entry per line. */
+  std::vector<std::string> stop(int sig = SIGTERM) {
+    kill(pid, sig);
+    int status = -1;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << readFile(dir.file("err"));
+    std::vector<std::string> lines;
+    std::istringstream in(readFile(dir.file("out")));
+    for (std::string l; std::getline(in, l);) lines.push_back(l);
+    return lines;
+  }
+  TempDir dir;
+  pid_t pid = -1;
+};
+
+class TASHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(QlgToolkit_initialize(nullptr)); }
+  void TearDown() override { QlgObject_release(handler_); }
+  QlgObject* make(const std::string& ipcId, std::vector<std::pair<const char*, const char*>> props = {}) {
+    static int serial = 0;
+    handler_ = QlgObject_create(("test.tas" + std::to_string(++serial)).c_str(), "qlg_tashandler");
+    for (const auto& p : props) QlgObject_storeProperty(handler_, p.first, p.second);
+    QlgObject_storeProperty(handler_, "IPCID", ipcId.c_str());
+    return handler_;
+  }
+  void publish(int level, const std::string& text, const char* file = nullptr,
+               const char* function = nullptr, int line = 0) {
+    QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, text.c_str(), 0);
+    e->time = 0x123456789abLL;
+    if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file);
+    if (file) QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
+    if (function) QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, function);
+    handler_->cls->slots.handler.publish(handler_, e);
+    QlgEvent_free(e);
+  }
+  QlgObject* handler_ = nullptr;
+};
+
+TEST_F(TASHandlerTest, PacketIsLaidOutInNetworkByteOrder) {
+  TestRing ring(4096);
+  make(ring.id, {{"tasLoggerName", "my_logger"}});
+  publish(9999, "#scan_agent# a_b", "f.c", "fn", 258);
+  std::string expected = std::string("\0\0\0\x46\0\0\0\x01\0\0\x1b\x58\0\0\0\x09my-logger", 25) +
+                         std::string("\0\0\x01\x23\x45\x67\x89\xab\0\0\0\x10", 12) +
+                         "#scan-agent# a_b" + std::string("\0\0\0\x02" "fn\0\0\0\x03" "f.c\0\0\x01\x02", 17);
+  EXPECT_EQ(ring.bytes(0, expected.size()), expected);
+  EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), expected.size());
+}
+
+/* What reaches the reader, as JSON lines, for each rule of the packet. */
+TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
+  std::string id = uniqueId();
+  Reader reader({"--json", "--size", "4096", id});
+  make(id, {{"tasLoggerName", "a_b_c"}});
+  struct Case { int level; std::string text; const char* file; const char* function; std::string expected; };
+  const Case cases[] = {
+      {-9999, "no level", nullptr, nullptr, "\"level\":3000,\"logger\":\"a-b-c\",\"time\":1250999896491,\"message\":\"no level\",\"function\":\"\",\"file\":\"\",\"line\":0"},
+      {9999, "#x_y#_z \"q\"\n", "s.c", "main", "\"level\":7000,\"logger\":\"a-b-c\",\"time\":1250999896491,\"message\":\"#x-y#_z \\\"q\\\"\\u000a\",\"function\":\"main\",\"file\":\"s.c\",\"line\":7"},
+  };
+  for (const Case& c : cases) publish(c.level, c.text, c.file, c.function, 7);
+  std::vector<std::string> lines = reader.stop();
+  ASSERT_EQ(lines.size(), 2u);
+  for (size_t i = 0; i < 2; i++) EXPECT_NE(lines[i].find(cases[i].expected), std::string::npos) << lines[i];
+  CxSharedMem* gone = nullptr;
+  EXPECT_EQ(CxSharedMem_open(&gone, id.c_str()).code, ENOENT) << "the reader removes the ring it made";
+  CxMutex* lock = nullptr;
+  EXPECT_EQ(CxMutex_openNamed(&lock, (id + ".s").c_str()).code, ENOENT) << "and its lock";
+}
+
+TEST_F(TASHandlerTest, ReaderAttachedToAnExistingRingLeavesItInPlace) {
+  TestRing ring(4096);
+  ring.word(QLG_IPC_OFF_READ) = ring.word(QLG_IPC_OFF_WRITE) = 4000; /* the next packet wraps */
+  Reader reader({ring.id});
+  make(ring.id);
+  publish(4000, "a\\b\tc", "s.c", "fn", 7);
+  std::vector<std::string> lines = reader.stop(SIGINT);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0], "1250999896491 4000 Ardel fn s.c:7 a\\\\b\\tc");
+  CxSharedMem* still = nullptr;
+  EXPECT_TRUE(CxStatus_isOk(CxSharedMem_open(&still, ring.id.c_str())));
+  CxSharedMem_close(&still);
+}
+
+/* A cut text still carries the marker and the sequence text; being
+   longer than N - 1024 it is then refused, so the packet built is checked. */
+TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
+  ardeltest::inChild([] {
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    std::string id = uniqueId();
+    Reader reader({"--size", "4096", id});
+    QlgObject* h = QlgObject_create("test.seq", "qlg_tashandler");
+    QlgObject_storeProperty(h, "traceEnabled", "true");
+    QlgObject_storeProperty(h, "IPCID", id.c_str());
+    CaptureFd err(2);
+    for (const std::string& text : std::vector<std::string>{"first", "second", std::string(5000, 'x')}) {
+      QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
+      h->cls->slots.handler.publish(h, e);
+      QlgEvent_free(e);
+    }
+    EXPECT_NE(err.text().find("The error code is -1."), std::string::npos);
+    const char* packet = reinterpret_cast<char*>(static_cast<QlgTASHandlerData*>(h->data)->packet);
+    std::string cut = std::string(4096 - 143 - 9, 'x') + " (truncated)... seq#=<2>";
+    EXPECT_EQ(std::string(packet + 33, cut.size()), cut);
+    std::vector<std::string> lines = reader.stop(SIGINT);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].substr(lines[0].find(" Ardel ")), " Ardel - - first seq#=<0>");
+    EXPECT_EQ(lines[1].substr(lines[1].find(" Ardel ")), " Ardel - - second seq#=<1>");
+    QlgObject_release(h);
+  });
+}
+
+/* A header written by a hostile or broken server is refused, never followed. */
+TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne) {
+  struct Case { const char* what; uint32_t n; size_t mapped; uint32_t read, write; size_t textLength; };
+  const Case cases[] = {
+      {"ring larger than the mapping", 1u << 20, 64 + 4096, 0, 0, 10},
+      {"read index outside the ring", 4096, 0, 4096, 0, 10},
+      {"write index outside the ring", 4096, 0, 0, 0xfffffff0u, 10},
+      {"ring smaller than the reserve", 1000, 0, 0, 0, 10},
+      {"packet larger than N - 1024", 4096, 0, 0, 0, 3100},
+  };
+  for (const Case& c : cases) {
+    TestRing ring(c.n, c.mapped);
+    ring.word(QLG_IPC_OFF_READ) = c.read;
+    ring.word(QLG_IPC_OFF_WRITE) = c.write;
+    make(ring.id, {{"tasLoggerName", std::string(c.textLength, 'n').c_str()}});
+    CaptureFd err(2);
+    publish(3000, "text");
+    EXPECT_NE(err.text().find("QLGWH0090E A message could not be sent to the Tervane Application "
+                              "Server. The error code is -1."), std::string::npos) << c.what;
+    EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), c.write) << c.what;
+    EXPECT_EQ(ring.ringBytes(), std::string(CxSharedMem_size(ring.mem) - 64, '\0')) << c.what;
+    QlgObject_release(handler_);
+    handler_ = nullptr;
+  }
+}
+
+TEST_F(TASHandlerTest, MissingRingReportsAndStillPassesTheEventOn) {
+  ardeltest::registerRecorder();
+  make(uniqueId());
+  QlgObject* rec = QlgObject_create("test.tas.rec", "test_recorder");
+  QlgObject_addListener(handler_, rec);
+  ardeltest::seen().clear();
+  CaptureFd err(2);
+  publish(3000, "kept");
+  EXPECT_NE(err.text().find("QLGWH0091E An IPC channel could not be opened. The error code is -252."),
+            std::string::npos);
+  ASSERT_EQ(ardeltest::seen().size(), 1u);
+  EXPECT_EQ(ardeltest::seen()[0].text, "kept");
+  QlgObject_release(rec);
+}
+
+TEST_F(TASHandlerTest, FullRingIsWaitedOnBrieflyThenTheMessageDropped) {
+  TestRing ring(4096);
+  ring.word(QLG_IPC_OFF_READ) = 2000;
+  ring.word(QLG_IPC_OFF_WRITE) = 1000; /* 1000 bytes free: less than the reserve */
+  make(ring.id);
+  CaptureFd err(2);
+  publish(3000, "lost");
+  EXPECT_NE(err.text().find("QLGWH0094W A message is discarded due to timeout."), std::string::npos);
+  EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), 1000u);
+}
+
+/* Writer and reader at full speed through a small ring: every packet
+   arrives once, whole and in order, across many wrap-arounds. */
+TEST_F(TASHandlerTest, HundredThousandPacketsThroughTheReaderArriveIntact) {
+  const int kPackets = 100000;
+  std::string id = uniqueId();
+  Reader reader({"--size", "65536", "--count", std::to_string(kPackets), id});
+  make(id);
+  for (int i = 0; i < kPackets; i++) publish(3000, "p" + std::to_string(i) + " " + std::string(i % 97, 'a' + i % 26));
+  std::vector<std::string> lines = reader.stop(0);
+  ASSERT_EQ(lines.size(), (size_t)kPackets);
+  for (int i = 0; i < kPackets; i++)
+    ASSERT_EQ(lines[i], "1250999896491 3000 Ardel - - p" + std::to_string(i) + " " + std::string(i % 97, 'a' + i % 26));
+  EXPECT_NE(readFile(reader.dir.file("err")).find(" 0 damaged"), std::string::npos);
+}
+
+}  // namespace
