@@ -32,8 +32,10 @@ constexpr int kFormatter = 104;
   {"className", PropType::Text, "none",                                                    \
    "read at creation; unknown: QLGBC0062W, missing: QLGBC0063W, no object", nullptr}
 
+/* The only switch that also reads on and off; every other boolean reads
+   true or false only. */
 #define LOGGING                                                                            \
-  {"logging", PropType::Bool, "on", "other than on/true/off/false: unchanged", nullptr}
+  {"logging", PropType::Enum, "on", "any case; other words: unchanged", "on|true|off|false"}
 
 const PropertyInfo kLoggerKind[] = {
     CLASS_NAME,
@@ -205,8 +207,9 @@ const ClassInfo kClasses[] = {
      "shared-memory ring.",
      kTasHandler, COUNT(kTasHandler)},
     {"qlg_multiproc_filehandler", kHandler,
-     "A file handler that several processes share: it always appends, and writes and rolls "
-     "over under a cross-process lock keyed by MPFileSemKey.",
+     "A file handler that several processes share: it always appends, writes and rolls over "
+     "under a cross-process lock keyed by MPFileSemKey, and reports a failed rollover copy "
+     "with QLGMP0072W or QLGMP0073W.",
      kFileHandler, COUNT(kFileHandler)},
     {"qlg_basicformatter", kFormatter,
      "Formats an event as one line: time stamp, source location and identity fields, then "
