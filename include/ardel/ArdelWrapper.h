@@ -1,12 +1,15 @@
-/*
+/**
+ * @file
  * ArdelWrapper: the class interface to the component trace records.  Each
  * of the eight components has one shared instance, a handle on its
  * CLogWrapper record; every trace member formats the caller's text once and
  * forwards it to the matching C trace call on that record.  Instances are
  * created on first request and live until cleanupInstances().
  *
+ * @code
  *   ArdelWrapper* log = ArdelWrapper::getInstance(ArdelWrapper::HW);
  *   log->traceMIN(__LINE__, __FILE__, "scan", "found %d devices", n);
+ * @endcode
  */
 #ifndef ARDEL_ARDELWRAPPER_H
 #define ARDEL_ARDELWRAPPER_H

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Component trace records: the plain C entry point of ardel.  Each of the
  * suite's eight components has one process-wide CLogWrapper that holds its
  * toolkit logger and the debug level in force when the record was filled.
@@ -8,9 +9,11 @@
  *
  * Typical use:
  *
+ * @code
  *   initializeWrapper(NULL);            (optional, once, before any getter)
  *   CLogWrapper* log = getCLogHw();
  *   ARDEL_TRACE_MIN(log, "scanned %d devices", count);
+ * @endcode
  */
 #ifndef ARDEL_CLOGWRAPPER_H
 #define ARDEL_CLOGWRAPPER_H

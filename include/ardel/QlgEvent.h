@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * QlgEvent: one log call on its way through the chain.  It carries the level,
  * the time, the message (trace text with printf parameters, or a catalogued
  * message), a cached message ID, the locale to render in, and named

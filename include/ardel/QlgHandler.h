@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Handler base: what every handler class shares.  A handler (class kind
  * 103) formats each event with its formatter object (kind 104) and writes
  * the text; these operations reach the formatter for handler classes

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * QlgI18Msg: a translatable message.  It names its text by catalog, set and
  * key, carries the English default text used when no catalog has it, and a
  * list of typed parameters filled in by the positional printf.

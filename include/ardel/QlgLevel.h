@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Levels: a larger number is more severe.  An event passes a threshold when
  * its level is at least the threshold; -9999 means "no level" and passes
  * every test, on either side.

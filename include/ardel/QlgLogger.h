@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Loggers: the entry of the event chain.  The variadic calls take a printf
  * format followed by a tagged argument list: (QLG_PARM_* kind, value) items,
  * level tags, or QLG_PROPERTY name kind value, always ended by 0.  A call

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * The toolkit's allocator.  Every string or record that a toolkit function
  * hands to its caller was allocated here and must be released with
  * QlgMem_free.  A failed allocation returns null; nothing aborts.

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Object configurations: the properties file files every entry
  * "object.property=value" under the configuration of its object name, and
  * configurations inherit from their dotted ancestors ("handlers" is read

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * The toolkit's object system.  A class is a named record of function
  * pointers of one kind (logger, filter, handler, formatter); an object is a
  * named, reference-counted instance of a class, configured from properties

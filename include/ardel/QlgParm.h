@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Typed parameters.  The kinds are the markers of a log call's tagged
  * argument list and the types of a message's positional parameters.
  */

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * QlgProps: the ordered text-to-text property set of objects, configurations
  * and events.  Values are stored as text; typed getters parse on every read
  * (scanf rules: leading blanks skipped, trailing characters ignored) and

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Toolkit start-up, the process-wide recursive lock, and the internal-message
  * reporter.  Every public toolkit operation brackets its work with
  * QlgToolkit_enter / QlgToolkit_leave; code running under the lock (a

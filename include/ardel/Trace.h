@@ -1,14 +1,17 @@
-/*
+/**
+ * @file
  * Trace: one scope's trace statement.  Constructing it marks the entry of
  * a function, destroying it marks the exit; in between values are streamed
  * into it and each message is ended by Trace::end, which hands it to the
  * tracer (<ardel/Tracer.h>).  Values streamed while the message's level is
  * above the tracer's level are not even formatted.
  *
+ * @code
  *   void scan() {
  *     Trace t(Tracer::getInstance(Tracer::HARDWARE), "scan");
  *     t.warn() << "slow device " << id << Trace::end;
  *   }
+ * @endcode
  */
 #ifndef ARDEL_TRACE_H
 #define ARDEL_TRACE_H

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Tracer: the per-component sink of trace statements (<ardel/Trace.h>).
  * Which kind of tracer a process gets is chosen once, by Tracer::initialize:
  * tracers that forward to the component loggers, or tracers that print
@@ -7,9 +8,11 @@
  * configuration discovery.  Tracers belong to their factory and are freed by
  * Tracer::cleanup().
  *
+ * @code
  *   Tracer::initialize(Tracer::STDOUT, NULL);
  *   Tracer& t = Tracer::getInstance(Tracer::COM);
  *   t.setLevel(3);
+ * @endcode
  */
 #ifndef ARDEL_TRACER_H
 #define ARDEL_TRACER_H

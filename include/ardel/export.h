@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * Export marking for the ardel shared library.  The library is built with
  * hidden visibility; only names marked ARDEL_API are visible to programs.
  */

@@ -1,15 +1,20 @@
-/*
+/**
+ * @file
  * Loggers of your own: any configured logger by its dotted name, and one
  * statement per severity.  The same properties file that configures the
  * component records configures these loggers:
  *
+ * @code
  *   myapp.loggers.main.className=qlg_basiclogger
  *   myapp.loggers.main.level=INFO
  *   myapp.loggers.main.listenerNames=myapp.file
+ * @endcode
  *
+ * @code
  *   ArdelLogger* log = ardel_getLogger("myapp.loggers.main");
  *   ARDEL_INFO(log, "started with %d workers", n);
  *   ARDEL_ERROR(log, "cannot open %s", path);
+ * @endcode
  *
  * The statements fill in file, line and function, let the compiler check the
  * format, and test the logger's threshold inline: a suppressed statement

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * The ardel toolkit's public C interface in one include: start-up and the
  * lock, classes and objects, configurations, loggers and their log calls,
  * events, messages, properties, levels and parameter kinds.

@@ -191,9 +191,8 @@ class Checks {
           add(v.line, where + quoted(v.text) + " is not an octal permission such as 640");
         break;
       case PropType::Bool:
-        if (!equalsIgnoringCase(v.text, "on") && !equalsIgnoringCase(v.text, "true") &&
-            !equalsIgnoringCase(v.text, "off") && !equalsIgnoringCase(v.text, "false"))
-          add(v.line, where + quoted(v.text) + " is not one of on, true, off, false");
+        if (!equalsIgnoringCase(v.text, "true") && !equalsIgnoringCase(v.text, "false"))
+          add(v.line, where + quoted(v.text) + " is not true or false");
         break;
       case PropType::Enum: {
         bool ok = false;

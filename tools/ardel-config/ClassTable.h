@@ -15,7 +15,7 @@ enum class PropType {
   Level,       /* a level name or number */
   Int,         /* decimal 32-bit integer */
   Int64,       /* decimal 64-bit integer */
-  Bool,        /* on/true/off/false */
+  Bool,        /* true/false, any case (`logging`, which also reads on/off, is an Enum) */
   Names,       /* object names separated by white space */
   ObjectName,  /* one object name */
   Enum,        /* one of the words listed in `choices` */

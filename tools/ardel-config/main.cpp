@@ -3,17 +3,21 @@
  *
  *   ardel-config check FILE...   report every mistake, as file:line: text;
  *                                exit 0 when there is none, 1 otherwise
+ *   ardel-config reference       the built-in classes and their properties,
+ *                                as Markdown (docs/classes.md is this output)
  */
 #include <cstdio>
 #include <cstring>
 
 #include "Checker.h"
+#include "Reference.h"
 
 namespace {
 
 int usage() {
   std::fprintf(stderr,
-               "usage: ardel-config check FILE...\n");
+               "usage: ardel-config check FILE...\n"
+               "       ardel-config reference\n");
   return 2;
 }
 
@@ -26,6 +30,10 @@ int main(int argc, char** argv) {
     int findings = 0;
     for (int i = 2; i < argc; i++) findings += Checker_check(argv[i], stdout);
     return findings ? 1 : 0;
+  }
+  if (std::strcmp(argv[1], "reference") == 0 && argc == 2) {
+    ClassTable_printReference(stdout);
+    return 0;
   }
   return usage();
 }
