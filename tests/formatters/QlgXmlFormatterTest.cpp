@@ -17,6 +17,7 @@
 #include <ardel/QlgObject.h>
 #include <ardel/QlgToolkit.h>
 #include "msg/QlgMsgTable.h"
+#include "util/QlgMemTest.h"
 
 namespace {
 
@@ -131,6 +132,34 @@ TEST_F(QlgXmlFormatterTest, ForcedKindsApplyOnlyWhenOneFlagIsSet) {
     QlgEvent* e = trace(5000, "t");
     QlgEvent_markMessage(e, c.eventIsMessage);
     EXPECT_EQ(format(e).rfind(c.opens, 0), 0u) << c.asMessage << c.asTrace << c.eventIsMessage;
+  }
+}
+
+TEST_F(QlgXmlFormatterTest, OutOfMemoryGivesNoRecordOrAWholeOneWithItsPreamble) {
+  QlgObject_storeProperty(fmt_, "singleServer", "true");
+  QlgEvent* e = keep(QlgEvent_createTagged(5000, "qlgmsg", 1, 4, QlgMsgTable_text(4), 507, "a]]>b", 507, "o", 0));
+  QlgEvent_addStringProperty(e, "server", "h");
+  QlgEvent_addStringProperty(e, "free", "v");
+  const std::string full = format(e);
+  QlgMem_failAt(0);
+  EXPECT_EQ(fmt_->cls->slots.formatter.getHead(fmt_), nullptr);
+  format(e);
+  long attempts = QlgMem_allocCount();
+  for (long i = 1; i <= attempts; ++i) {
+    fmt_->cls->slots.formatter.getHead(fmt_);
+    QlgMem_failAt(i);
+    char* text = fmt_->cls->slots.formatter.format(fmt_, e);
+    QlgMem_failAt(0);
+    std::string got = text ? text : "";
+    QlgMem_free(text);
+    // Rendering may fall back to the default text; preamble and frame stay whole.
+    const std::string head = full.substr(0, full.find("<Message") + 8);
+    if (got.empty()) {
+      EXPECT_EQ(format(e).substr(0, head.size()), head) << "preamble kept after attempt " << i;
+      continue;
+    }
+    EXPECT_EQ(got.substr(0, head.size()), head) << "attempt " << i;
+    EXPECT_EQ(got.substr(got.size() - 11), "</Message>\n") << "attempt " << i;
   }
 }
 
