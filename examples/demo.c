@@ -3,6 +3,9 @@
  * their own threads at every level, with entry and exit marks, through the
  * configuration found via TYX_TEST (examples/config/TyxTrace.properties).
  * At the end it lists the trace files written and a few lines of each.
+ * Then the usage monitor logs through the problem-determination chain:
+ * every event as a trace line on the console, and the events that pass the
+ * message-ID and level filters as XML records in demo-logs/use-trace.xml.
  */
 #include <ardel/CLogWrapper.h>
 
@@ -54,6 +57,26 @@ static void showFile(const char* path) {
   fclose(f);
 }
 
+/* Texts that start with a message ID: the pd logger settles the ID, the
+   message-ID filter drops the informational ones (*I) and holds back a
+   warning repeated within 5 seconds. */
+static void runUsageMonitor(void) {
+  CLogWrapper* w = getCLogUse();
+  printf("usage monitor, every event as a trace line on the console:\n");
+  fflush(stdout);
+  ARDEL_TRACE_ENTRY(w, "USEMN0001I metering %d products", 3);
+  for (int i = 1; i <= 3; i++) ARDEL_TRACE_MID(w, "USEMN0002W quota for product %d at %d%% <limit & more>", i, 80 + i);
+  ARDEL_TRACE_MIN(w, "USEMN0003E meter unreachable ]]> retry later");
+  ARDEL_TRACE_MAX(w, "no message ID here");
+  ARDEL_TRACE_EXIT(w, "USEMN0004I done");
+  fflush(stdout);
+  printf("XML records written (informational IDs, repeats and DEBUG_MAX filtered out):\n");
+  FILE* f = fopen("demo-logs/use-trace.xml", "r");
+  char line[512];
+  while (f && fgets(line, sizeof line, f)) printf("    %s", line);
+  if (f) fclose(f);
+}
+
 int main(void) {
   mkdir("demo-logs", 0755);
   if (!getenv("TYX_TEST")) fprintf(stderr, "demo: TYX_TEST is not set; using the suite's ini file\n");
@@ -76,5 +99,6 @@ int main(void) {
     struct stat st;
     if (stat(backup, &st) == 0) printf("  %s (%lld bytes, rolled over)\n", backup, (long long)st.st_size);
   }
+  runUsageMonitor();
   return 0;
 }

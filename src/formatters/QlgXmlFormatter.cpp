@@ -446,14 +446,14 @@ char* QlgXmlFormatter_format(QlgObject* formatter, QlgEvent* event) {
   collectFields(event, &fields);
   QlgRecordBuffer record;
   CxStringBuff* b = record.get();
-  bool ok = true;
-  if (d->first) {
-    ok = appendIdentityOf(b, fields, d->singleComponent, d->singleProduct, d->singleProductId,
-                          d->singleServer);
-    d->first = 0;
-  }
-  ok = ok && appendRecord(b, formatter, d, event, fields);
-  return ok ? record.copy() : nullptr;
+  bool preamble = d->first;
+  bool ok = !preamble || appendIdentityOf(b, fields, d->singleComponent, d->singleProduct,
+                                          d->singleProductId, d->singleServer);
+  char* text = ok && appendRecord(b, formatter, d, event, fields) ? record.copy() : nullptr;
+  /* A record lost for want of memory takes the preamble with it: the next
+     record written carries it instead. */
+  if (text && preamble) d->first = 0;
+  return text;
 }
 
 int QlgXmlFormatter_appendIdentity(CxStringBuff* text, const QlgEvent* event, int component,

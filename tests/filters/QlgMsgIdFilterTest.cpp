@@ -1,16 +1,10 @@
-/*
- * The message-ID filter: wildcard matching without backtracking, BLOCK and
- * PASSTHRU in a real chain, the report on an unknown mode, and repeat
- * suppression counted from the last pass.
- */
+/* The message-ID filter: matching, modes in a chain, repeat suppression. */
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include <ardel/QlgEvent.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgObject.h>
 #include "filters/QlgMsgIdFilter.h"
 #include "support/Recorder.h"
 

@@ -1,18 +1,11 @@
-/*
- * The problem-determination logger: identity, process and thread stamped on
- * every event in their order, the message ID settled before the listeners
- * see it, the basic logger's report without listeners, and the report when
- * the host has no name.
- */
+/* The pd logger: identity stamped in order, message ID settled, reports. */
 #include <gtest/gtest.h>
 
 #include <sched.h>
 #include <string>
 #include <vector>
 
-#include <ardel/QlgEvent.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgObject.h>
 #include "platform/CxProcess.h"
 #include "platform/CxSystem.h"
 #include "platform/CxThread.h"
@@ -23,16 +16,13 @@ namespace {
 
 using namespace ardeltest;
 
-/* "key=value;" of every event property in order, then "id=" and the ID. */
-std::vector<std::string>& stamped() {
-  static std::vector<std::string> lines;
-  return lines;
-}
+/* Per event: "key=value;" of every property in order, then "id=" and the ID. */
+std::vector<std::string> g_stamped;
 
 void capturePublish(QlgObject*, QlgEvent* event) {
   std::string line;
   for (auto* e = QlgStringToStringMap_first(event->props); e; e = e->next) line += std::string(e->key) + "=" + e->value + ";";
-  stamped().push_back(line + "id=" + (event->messageId ? event->messageId : "<null>"));
+  g_stamped.push_back(line + "id=" + (event->messageId ? event->messageId : "<null>"));
 }
 
 /* Starts the toolkit on config, logs texts through the logger "pd" and
@@ -58,7 +48,7 @@ TEST(QlgPDLogger, StampsIdentityProcessAndThreadAndCachesTheMessageId) {
     CxSystem_getHostName(host, sizeof host);
     const std::string props = "organization=;product=tk;server=" + std::string(host) + ";serverFormat=IP;" +
                               processAndThread();
-    EXPECT_EQ(stamped(), (std::vector<std::string>{props + "id=QLGBC0020E", props + "id="}));
+    EXPECT_EQ(g_stamped, (std::vector<std::string>{props + "id=QLGBC0020E", props + "id="}));
     QlgObject* shared = QlgObject_find("ardel.pdMsgIdFormatter");
     ASSERT_NE(shared, nullptr);
     EXPECT_STREQ(shared->cls->name, "qlg_xmlformatter");
@@ -85,7 +75,7 @@ TEST(QlgPDLogger, AHostWithoutANameIsReportedAndLeftOut) {
     QlgObject_release(logThroughPd("pd.listenerNames=cap\n", {"x"}));
     EXPECT_NE(err.text().find("QLGLG0035E A logger of class qlg_pdlogger could not get the host name."),
               std::string::npos);
-    EXPECT_EQ(stamped(), std::vector<std::string>{"serverFormat=IP;" + processAndThread() + "id="});
+    EXPECT_EQ(g_stamped, std::vector<std::string>{"serverFormat=IP;" + processAndThread() + "id="});
   });
 }
 

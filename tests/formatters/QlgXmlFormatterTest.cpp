@@ -1,8 +1,4 @@
-/*
- * The XML formatter: the exact record layout, the per-file preamble and the
- * kind flags, and records read back through libxml2 with texts that XML
- * cannot hold as they stand.
- */
+/* The XML formatter: exact layout, preamble, kind flags, and records read back by libxml2. */
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -14,9 +10,9 @@
 
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgMem.h>
-#include <ardel/QlgObject.h>
 #include <ardel/QlgToolkit.h>
 #include "msg/QlgMsgTable.h"
+#include "util/QlgMemTest.h"
 
 namespace {
 
@@ -25,8 +21,7 @@ const char kTimeLine[] = " <Time Millis=\"1236704966535\">2009-03-10 17:09:26.53
 
 std::string take(char* text) {
   std::string s = text ? text : "<null>";
-  QlgMem_free(text);
-  return s;
+  return QlgMem_free(text), s;
 }
 
 class QlgXmlFormatterTest : public ::testing::Test {
@@ -47,7 +42,7 @@ class QlgXmlFormatterTest : public ::testing::Test {
     return e;
   }
   QlgEvent* trace(int level, const char* text) { return keep(QlgEvent_createTagged(level, nullptr, 0, 0, text, 0)); }
-  std::string format(QlgEvent* e) { return take(QlgObject_getData(fmt_) ? fmt_->cls->slots.formatter.format(fmt_, e) : nullptr); }
+  std::string format(QlgEvent* e) { return take(fmt_->cls->slots.formatter.format(fmt_, e)); }
 
   static int serial_;
   QlgObject* fmt_ = nullptr;
@@ -134,29 +129,47 @@ TEST_F(QlgXmlFormatterTest, ForcedKindsApplyOnlyWhenOneFlagIsSet) {
   }
 }
 
-/* The first element named name at or below node, depth first. */
-xmlNode* findElement(xmlNode* node, const char* name) {
-  for (xmlNode* n = node; n; n = n->next) {
-    if (n->type == XML_ELEMENT_NODE && xmlStrEqual(n->name, BAD_CAST name)) return n;
-    if (xmlNode* inner = findElement(n->children, name)) return inner;
+TEST_F(QlgXmlFormatterTest, OutOfMemoryGivesNoRecordOrAWholeOneWithItsPreamble) {
+  QlgObject_storeProperty(fmt_, "singleServer", "true");
+  QlgEvent* e = keep(QlgEvent_createTagged(5000, "qlgmsg", 1, 4, QlgMsgTable_text(4), 507, "a]]>b", 507, "o", 0));
+  QlgEvent_addStringProperty(e, "server", "h");
+  QlgEvent_addStringProperty(e, "free", "v");
+  const std::string full = format(e);
+  QlgMem_failAt(0);
+  EXPECT_EQ(fmt_->cls->slots.formatter.getHead(fmt_), nullptr);
+  format(e);
+  long attempts = QlgMem_allocCount();
+  for (long i = 1; i <= attempts; ++i) {
+    fmt_->cls->slots.formatter.getHead(fmt_);
+    QlgMem_failAt(i);
+    char* text = fmt_->cls->slots.formatter.format(fmt_, e);
+    QlgMem_failAt(0);
+    std::string got = text ? text : "";
+    QlgMem_free(text);
+    // Rendering may fall back to the default text; preamble and frame stay whole.
+    const std::string head = full.substr(0, full.find("<Message") + 8);
+    if (got.empty()) {
+      EXPECT_EQ(format(e).substr(0, head.size()), head) << "preamble kept after attempt " << i;
+      continue;
+    }
+    EXPECT_EQ(got.substr(0, head.size()), head) << "attempt " << i;
+    EXPECT_EQ(got.substr(got.size() - 11), "</Message>\n") << "attempt " << i;
   }
-  return nullptr;
 }
 
-std::string textOf(xmlNode* node, const char* name) {
-  xmlNode* n = findElement(node, name);
-  xmlChar* content = n ? xmlNodeGetContent(n) : nullptr;
-  std::string s = content ? reinterpret_cast<const char*>(content) : "<none>";
-  xmlFree(content);
-  return s;
-}
-
-std::string attributeOf(xmlNode* node, const char* name, const char* attribute) {
-  xmlNode* n = findElement(node, name);
-  xmlChar* value = n ? xmlGetProp(n, BAD_CAST attribute) : nullptr;
-  std::string s = value ? reinterpret_cast<const char*>(value) : "<none>";
-  xmlFree(value);
-  return s;
+/* Content of the first element named name (depth first), or its attribute. */
+std::string readBack(xmlNode* node, const char* name, const char* attribute = nullptr) {
+  for (xmlNode* n = node; n; n = n->next) {
+    if (n->type == XML_ELEMENT_NODE && xmlStrEqual(n->name, BAD_CAST name)) {
+      xmlChar* v = attribute ? xmlGetProp(n, BAD_CAST attribute) : xmlNodeGetContent(n);
+      std::string s = v ? reinterpret_cast<const char*>(v) : "<none>";
+      xmlFree(v);
+      return s;
+    }
+    std::string inner = readBack(n->children, name, attribute);
+    if (inner != "<absent>") return inner;
+  }
+  return "<absent>";
 }
 
 TEST_F(QlgXmlFormatterTest, AFileOfRecordsParsesAndReadsBackWhatWasLogged) {
@@ -180,12 +193,12 @@ TEST_F(QlgXmlFormatterTest, AFileOfRecordsParsesAndReadsBackWhatWasLogged) {
     xmlDoc* doc = xmlReadMemory(file.data(), static_cast<int>(file.size()), "log.xml", nullptr, XML_PARSE_NONET);
     ASSERT_NE(doc, nullptr) << "not well-formed:\n" << file;
     xmlNode* root = xmlDocGetRootElement(doc);
-    EXPECT_EQ(textOf(root, "LogText"), c.readBack) << file;
-    EXPECT_EQ(textOf(root, "Param"), c.readBack) << file;
-    EXPECT_EQ(textOf(root, "Value"), c.readBack) << file;
-    EXPECT_EQ(textOf(root, "Key"), c.readBack) << file;
-    EXPECT_EQ(attributeOf(root, "Source", "FileName"), c.readBack);
-    EXPECT_EQ(attributeOf(root, "Source", "Method"), "Entry Foo<int>::run");
+    EXPECT_EQ(readBack(root, "LogText"), c.readBack) << file;
+    EXPECT_EQ(readBack(root, "Param"), c.readBack) << file;
+    EXPECT_EQ(readBack(root, "Value"), c.readBack) << file;
+    EXPECT_EQ(readBack(root, "Key"), c.readBack) << file;
+    EXPECT_EQ(readBack(root, "Source", "FileName"), c.readBack);
+    EXPECT_EQ(readBack(root, "Source", "Method"), "Entry Foo<int>::run");
     xmlFreeDoc(doc);
   }
 }

@@ -1,7 +1,4 @@
-/*
- * The trace formatter: one record-separated line of fixed fields, where an
- * absent field leaves its separators side by side.
- */
+/* The trace formatter: fixed fields; an absent one leaves its separators side by side. */
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
@@ -11,9 +8,7 @@
 
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgMem.h>
-#include <ardel/QlgObject.h>
 #include <ardel/QlgToolkit.h>
-#include "msg/QlgMsgTable.h"
 
 namespace {
 

@@ -21,8 +21,9 @@
 namespace {
 
 bool safeClass(const char* name) {
-  static const char* kSafe[] = {"qlg_basiclogger", "qlg_levelfilter", "qlg_consolehandler",
-                                "qlg_stderrhandler", "qlg_basicformatter"};
+  static const char* kSafe[] = {"qlg_basiclogger", "qlg_levelfilter", "qlg_msgidfilter",
+                                "qlg_consolehandler", "qlg_stderrhandler", "qlg_basicformatter",
+                                "qlg_xmlformatter", "qlg_zarvotraceformatter"};
   for (const char* s : kSafe)
     if (std::strcmp(name, s) == 0) return true;
   return false;
