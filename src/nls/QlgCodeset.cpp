@@ -202,20 +202,29 @@ void makeSingleByte(QlgCodeset* cs) {
   cs->toCs = cs->fromCs = nullptr;
 }
 
-/* "?" in the codeset, asked of the C library (two bytes in UTF-16). */
-void setReplacement(QlgCodeset* cs) {
-  const char* ip = "?";
-  size_t inLeft = 1;
-  char* op = cs->replacement;
-  size_t outLeft = sizeof cs->replacement;
-  if (CxCharset_convert(cs->toCs, &ip, &inLeft, &op, &outLeft) == CX_CHARSET_DONE &&
-      CxCharset_reset(cs->toCs, &op, &outLeft) == CX_CHARSET_DONE && outLeft < sizeof cs->replacement) {
-    cs->replacementLen = static_cast<int>(sizeof cs->replacement - outLeft);
-  } else {
-    cs->replacement[0] = '?';
-    cs->replacementLen = 1;
+/* "?" in the codeset, asked of the C library (two bytes in UTF-16).  A
+   converter of its own answers, twice: the first answer may carry a byte
+   order mark, which must not end up in the middle of a text. */
+void setReplacement(QlgCodeset* cs, const char* systemName) {
+  cs->replacement[0] = '?';
+  cs->replacementLen = 1;
+  CxCharset* probe = CxCharset_open(systemName, "UTF-8");
+  if (!probe) return;
+  for (int round = 0; round < 2; round++) {
+    const char* ip = "?";
+    size_t inLeft = 1;
+    char bytes[sizeof cs->replacement];
+    char* op = bytes;
+    size_t outLeft = sizeof bytes;
+    if (CxCharset_convert(probe, &ip, &inLeft, &op, &outLeft) != CX_CHARSET_DONE ||
+        CxCharset_reset(probe, &op, &outLeft) != CX_CHARSET_DONE || outLeft == sizeof bytes)
+      break;
+    if (round == 1) {
+      cs->replacementLen = static_cast<int>(sizeof bytes - outLeft);
+      memcpy(cs->replacement, bytes, static_cast<size_t>(cs->replacementLen));
+    }
   }
-  CxCharset_reset(cs->toCs, nullptr, nullptr);
+  CxCharset_close(probe);
 }
 
 QlgCodeset* openSystem(const char* systemName, const char* canonical) {
@@ -232,7 +241,7 @@ QlgCodeset* openSystem(const char* systemName, const char* canonical) {
   cs->toCs = to;
   cs->fromCs = from;
   strncpy(cs->name, canonical, sizeof cs->name - 1);
-  setReplacement(cs);
+  setReplacement(cs, systemName);
   makeSingleByte(cs);
   return cs;
 }
