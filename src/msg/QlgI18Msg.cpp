@@ -144,7 +144,8 @@ void QlgI18Msg_addParm(QlgI18Msg* msg, const QlgParm* parm) {
 
 char* QlgI18Msg_render(const QlgI18Msg* msg) {
   if (!msg) return nullptr;
-  char* translated = msg->catalog ? QlgI18Msg_catalogText(msg, s_utf8) : nullptr;
+  /* Catalog texts are wanted as UTF-8, also before start-up. */
+  char* translated = msg->catalog ? QlgI18Msg_catalogText(msg, s_utf8 ? s_utf8 : QlgCodeset_utf8()) : nullptr;
   const char* text = translated ? translated : msg->defaultText;
   char* out = text ? QlgPrintf_formatParms(text, msg->parms) : nullptr;
   QlgMem_free(translated);

@@ -9,9 +9,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include <ardel/QlgToolkit.h>
 #include "msg/QlgMsgTable.h"
 #include "nls/QlgCatalog.h"
 #include "nls/QlgCodeset.h"
@@ -254,6 +257,41 @@ TEST(ToolkitCatalog, InternalMessagesFollowTheUsersLanguageAndFallBackToEnglish)
     QlgI18Msg_addInt(m, 2);
     QlgI18Msg_addString(m, "cat");
     EXPECT_EQ(nlstest::render(m), "QLGBC03E Le message de cl\xC3\xA9 2 du jeu 1 est introuvable dans le catalogue de messages cat.\r");
+  });
+}
+
+TEST(ToolkitCatalog, ADamagedCatalogIsReportedOnceAndTheEnglishTextsAreUsed) {
+  inChild([] {
+    TempDir dir;
+    std::string path = dir.write("qlgmsg.cat", "*nazgul* but not a catalog");
+    env("LANG", "fr_FR.UTF-8");
+    env("NLSPATH", (dir.path() + "/%N.cat").c_str());
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    ardeltest::CaptureFd err(2);
+    EXPECT_EQ(nlstest::render(toolkitMessage(20)), QlgMsgTable_text(20));
+    EXPECT_EQ(nlstest::render(toolkitMessage(20)), QlgMsgTable_text(20));
+    std::string report = "QLGBC02E The message catalog file " + path + " could not be opened.";
+    std::string text = err.text();
+    size_t first = text.find(report);
+    EXPECT_NE(first, std::string::npos) << text;
+    EXPECT_EQ(text.find(report, first + 1), std::string::npos) << "reported once: " << text;
+  });
+}
+
+/* Threads render while the catalog is first found, loaded and cached. */
+TEST(ToolkitCatalog, ThreadsRenderingAtOnceAllGetTheTranslation) {
+  inChild([] {
+    env("LANG", "fr_FR.UTF-8");
+    env("NLSPATH", nullptr);
+    std::atomic<int> french{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; t++)
+      threads.emplace_back([&] {
+        for (int i = 0; i < 50; i++)
+          if (nlstest::render(toolkitMessage(20)).find("M\xC3\xA9moire") != std::string::npos) french++;
+      });
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(french.load(), 200);
   });
 }
 
