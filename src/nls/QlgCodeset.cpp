@@ -41,6 +41,7 @@ struct QlgCodeset {
   char name[64];
   uint32_t* decode;     /* single-byte: 256 code points, kNoChar when unmapped; null: identity */
   Pair* encode;         /* single-byte: sorted by code point */
+  int16_t* low;         /* single-byte: byte of each code point below 256, -1 none */
   int encodeCount;
   CxCharset* toCs;      /* multi-byte: UTF-8 -> codeset */
   CxCharset* fromCs;    /* multi-byte: codeset -> UTF-8 */
@@ -50,8 +51,8 @@ struct QlgCodeset {
 
 namespace {
 
-QlgCodeset g_utf8 = {kUtf8, 1, "UTF8", nullptr, nullptr, 0, nullptr, nullptr, "?", 1};
-QlgCodeset g_fallback = {kSingle, 1, "INTERNAL37", nullptr, nullptr, 0, nullptr, nullptr, "?", 1};
+QlgCodeset g_utf8 = {kUtf8, 1, "UTF8", nullptr, nullptr, nullptr, 0, nullptr, nullptr, "?", 1};
+QlgCodeset g_fallback = {kSingle, 1, "INTERNAL37", nullptr, nullptr, nullptr, 0, nullptr, nullptr, "?", 1};
 
 /* Standard UTF-8 of one code point into out; -1 for a surrogate or a value
    beyond U+10FFFF, which have no UTF-8 form. */
@@ -124,6 +125,7 @@ int pairLess(const void* a, const void* b) {
 /* The byte of a code point in a single-byte codeset, -1 when it has none. */
 int singleByteOf(const QlgCodeset* cs, uint32_t cp) {
   if (!cs->decode) return cp < 256 ? static_cast<int>(cp) : -1;
+  if (cp < 256) return cs->low[cp];
   int lo = 0, hi = cs->encodeCount - 1;
   while (lo <= hi) {
     int mid = (lo + hi) / 2;
@@ -179,9 +181,11 @@ void makeSingleByte(QlgCodeset* cs) {
     if (!probeByte(cs->fromCs, static_cast<unsigned char>(b), &table[b])) return;
   uint32_t* decode = static_cast<uint32_t*>(QlgMem_alloc(sizeof table));
   Pair* encode = static_cast<Pair*>(QlgMem_alloc(256 * sizeof(Pair)));
-  if (!decode || !encode) {
+  int16_t* low = static_cast<int16_t*>(QlgMem_alloc(256 * sizeof(int16_t)));
+  if (!decode || !encode || !low) {
     QlgMem_free(decode);
     QlgMem_free(encode);
+    QlgMem_free(low);
     return;
   }
   memcpy(decode, table, sizeof table);
@@ -193,8 +197,12 @@ void makeSingleByte(QlgCodeset* cs) {
   int kept = 0;
   for (int i = 0; i < n; i++)
     if (kept == 0 || encode[kept - 1].cp != encode[i].cp) encode[kept++] = encode[i];
+  /* Most text is below U+0100: those characters skip the search. */
+  for (int c = 0; c < 256; c++) low[c] = -1;
+  for (int i = 0; i < kept && encode[i].cp < 256; i++) low[encode[i].cp] = encode[i].byte;
   cs->decode = decode;
   cs->encode = encode;
+  cs->low = low;
   cs->encodeCount = kept;
   cs->kind = kSingle;
   CxCharset_close(cs->toCs);
@@ -275,6 +283,16 @@ Encoded encodeText(QlgCodeset* cs, const char* in, size_t n, char* out, size_t s
         e.complete = false;
         break;
       }
+    }
+    if (cs->kind == kUtf8) {
+      /* Plain ASCII runs are copied as they are. */
+      while (pos < n && s[pos] < 0x80 && used < size) out[used++] = static_cast<char>(s[pos++]);
+      if (pos == n) break;
+    } else if (cs->kind == kSingle) {
+      /* ASCII runs through the direct table, without decoding. */
+      for (int b; pos < n && s[pos] < 0x80 && used < size && (b = singleByteOf(cs, s[pos])) >= 0; pos++)
+        out[used++] = static_cast<char>(b);
+      if (pos == n) break;
     }
     uint32_t cp = 0;
     int len = decodeUtf8(s + pos, n - pos, &cp);
@@ -368,6 +386,7 @@ void QlgCodeset_close(QlgCodeset* cs) {
   CxCharset_close(cs->fromCs);
   QlgMem_free(cs->decode);
   QlgMem_free(cs->encode);
+  QlgMem_free(cs->low);
   QlgMem_free(cs);
 }
 

@@ -117,6 +117,22 @@ TEST(Codeset, ConsoleOutputFollowsTheLocaleCodeset) {
   }
 }
 
+TEST(Codeset, TimeFormattingWorksInTheDefaultCodeset) {
+  inChild([] {
+    env("LC_ALL", nullptr);
+    env("LANG", "fr_FR.UTF-8");
+    QlgNls_shutdown();
+    QlgNls_setDefaultCodeset(QlgCodeset_open("ISO-8859-1"));
+    struct tm t = {};
+    t.tm_mday = 5;
+    char out[128];
+    EXPECT_EQ(QlgNls_strftime(out, sizeof out, "%d \xE9t\xE9", &t), 6u);
+    EXPECT_STREQ(out, "05 \xE9t\xE9");
+    QlgNls_setDefaultCodeset(nullptr);
+    EXPECT_STREQ(QlgCodeset_name(QlgNls_defaultCodeset()), "INTERNAL37");
+  });
+}
+
 TEST(Locale, NamesAreNormalisedAndMappedToTheirCatalogLanguage) {
   struct Case {
     const char* name;
