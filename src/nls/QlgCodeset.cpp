@@ -14,6 +14,7 @@
 #include "nls/QlgCodeset.h"
 
 #include <ctype.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -377,7 +378,18 @@ QlgCodeset* QlgCodeset_open(const char* name) {
   /* The C library knows the usual spellings ("ISO-8859-1", "latin1");
      the canonical form covers the rest ("ISO88591" from "iso_8859_1"). */
   QlgCodeset* cs = openSystem(given, canonical);
-  return cs ? cs : openSystem(canonical, canonical);
+  if (!cs) cs = openSystem(canonical, canonical);
+  if (!cs && strspn(canonical, "0123456789") == strlen(canonical)) {
+    /* A bare number is a code page ("ORX-943", "1252"). */
+    char prefixed[sizeof canonical + 8];
+    snprintf(prefixed, sizeof prefixed, "CP%s", canonical);
+    cs = openSystem(prefixed, canonical);
+    if (!cs) {
+      snprintf(prefixed, sizeof prefixed, "IBM%s", canonical);
+      cs = openSystem(prefixed, canonical);
+    }
+  }
+  return cs;
 }
 
 void QlgCodeset_close(QlgCodeset* cs) {

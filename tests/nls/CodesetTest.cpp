@@ -52,6 +52,7 @@ TEST(Codeset, ConvertsBothWaysAndWritesQuestionMarksForTheInexpressible) {
       {"GB18030", "GB18030", "caf\xA8\xA6 \xA2\xE3 \x94\x39\xFC\x36", text},
       {"INTERNAL37", "INTERNAL37", "caf\xE9 ? ?", "caf\xC3\xA9 ? ?"},
       {"utf-8", "UTF8", text, text},
+      {"ORX-1252", "1252", "caf\xE9 \x80 ?", "caf\xC3\xA9 \xE2\x82\xAC ?"},
   };
   for (const Case& c : cases) {
     QlgCodeset* cs = QlgCodeset_open(c.name);
