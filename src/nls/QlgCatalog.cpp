@@ -25,7 +25,11 @@ namespace {
 
 /* Larger files are not catalogs this library wrote; refusing them bounds
    what one file can make us allocate. */
-const int64_t kMaxFileSize = 64 * 1024 * 1024;
+const int64_t kMaxFileSize = 16 * 1024 * 1024;
+/* Loaded sets may hold at most this many times the file's size: an honest
+   catalog needs under five (56 bytes in memory per 12-byte index entry),
+   while sets that all claim the same large index would need far more. */
+const int64_t kMaxLoadFactor = 8;
 const int kFirstSlots = 10;
 
 enum SetState { kNotLoaded = -1, kLoaded = 0, kDamaged = 1 };
@@ -79,6 +83,7 @@ struct QlgCatalog {
   int flags;
   int fd;
   int64_t size;
+  int64_t loaded; /* bytes held by loaded sets */
   int setCount;
   Set* sets;
 };
@@ -155,6 +160,8 @@ QlgCatalog* load(const char* path, int flags) {
 /* Reads a set's index and texts and checks them. */
 void loadSet(QlgCatalog* cat, Set* s) {
   s->state = kDamaged;
+  int64_t cost = static_cast<int64_t>(s->count) * static_cast<int64_t>(sizeof(Message)) + s->textSize;
+  if (cat->loaded + cost > kMaxLoadFactor * cat->size) return;
   size_t indexBytes = static_cast<size_t>(s->count) * QLG_CATALOG_ENTRY_SIZE;
   unsigned char* index = static_cast<unsigned char*>(QlgMem_alloc(indexBytes ? indexBytes : 1));
   s->messages = static_cast<Message*>(QlgMem_alloc(sizeof(Message) * (s->count ? s->count : 1)));
@@ -174,6 +181,7 @@ void loadSet(QlgCatalog* cat, Set* s) {
   QlgMem_free(index);
   if (ok) {
     s->state = kLoaded;
+    cat->loaded += cost;
     return;
   }
   /* Memory may be there next time; a set whose contents are wrong never

@@ -119,6 +119,25 @@ TEST(Catalog, DeletedSetRecordsAreSkippedAndDoNotCount) {
   QlgCatalog_shutdown();
 }
 
+TEST(Catalog, SetsSharingOneIndexCannotMakeTheLoaderHoldMoreThanItsBound) {
+  TempDir dir;
+  std::string source = "$set 1\n";
+  for (int k = 1; k <= 100; k++) source += std::to_string(k) + " text\n";
+  for (int set = 2; set <= 20; set++) source += "$set " + std::to_string(set) + "\n1 x\n";
+  std::string data = readFile(gencat(dir, "shared.cat", source));
+  ASSERT_FALSE(data.empty());
+  for (int set = 2; set <= 20; set++) {
+    size_t rec = 28 + 28 * static_cast<size_t>(set - 1);
+    data.replace(rec + 8, 16, data, 28 + 8, 16);  // set 1's index, texts, size and count
+  }
+  std::string path = dir.write("shared-patched.cat", data);
+  int loaded = 0;
+  for (int set = 1; set <= 20; set++) loaded += lookup(path, set, 50) == "text";
+  EXPECT_GT(loaded, 1);
+  EXPECT_LT(loaded, 20);
+  QlgCatalog_shutdown();
+}
+
 TEST(Catalog, CacheKeepsOnePerPathEvictsTheLeastRecentlyUsedAndDoublesWhenAllAreInUse) {
   TempDir dir;
   std::string data = readFile(gencat(dir, "c.cat", kSmall));
