@@ -4,7 +4,9 @@
  * Rendering never fails because of the catalog: a missing catalog, a
  * missing message or a text that cannot be formatted all end in the default
  * text.  QlgI18Msg_print is the one place where toolkit text meets the
- * console, so the console codeset conversion lives here too.
+ * console, so the console codeset conversion lives here too: a character
+ * the console cannot show becomes "?", and text is cut at the last whole
+ * character that fits the work area.
  */
 #include <ardel/QlgI18Msg.h>
 
@@ -14,7 +16,9 @@
 #include "msg/QlgI18MsgCatalog.h"
 #include "msg/QlgParmList.h"
 #include "msg/QlgPrintf.h"
+#include "nls/QlgCatalog.h"
 #include "nls/QlgCodeset.h"
+#include "nls/QlgNls.h"
 
 namespace {
 
@@ -30,10 +34,11 @@ QlgCodeset* s_utf8 = nullptr;
 QlgCodeset* s_console = nullptr;
 QlgCodeset* s_spare[2] = {nullptr, nullptr};
 
-/* The converter for the console's codeset.  The toolkit's internal UTF-8
-   is what the console takes until codeset tables are loaded; the user's
-   locale codeset is then opened here instead. */
-QlgCodeset* openConsoleConverter(void) { return QlgCodeset_open("UTF8"); }
+/* The console speaks the codeset of the user's locale ("DOS" names it). */
+QlgCodeset* openConsoleConverter(void) {
+  QlgCodeset* cs = QlgCodeset_open("DOS");
+  return cs ? cs : QlgCodeset_open("UTF8");
+}
 
 void closeSlot(QlgCodeset** slot) {
   if (*slot) QlgCodeset_close(*slot);
@@ -48,43 +53,6 @@ void copyToArea(const char* text, char* area) {
   if (n > static_cast<size_t>(kPrintArea)) n = kPrintArea;
   memcpy(area, text, n);
   area[n] = '\0';
-}
-
-/* Length of the UTF-8 sequence that starts with lead (1 for stray bytes, so
-   that invalid input still moves forward). */
-int sequenceLength(unsigned char lead) {
-  if (lead >= 0xF0 && lead <= 0xF7) return 4;
-  if (lead >= 0xE0) return lead <= 0xEF ? 3 : 1;
-  if (lead >= 0xC0) return 2;
-  return 1;
-}
-
-/* Converts text into area character by character, so that the output is
-   cut at the last whole character that fits; a character the console
-   cannot show becomes "?". */
-void convertToArea(QlgCodeset* cs, const char* text, char* area) {
-  int used = 0;
-  const char* p = text;
-  while (*p) {
-    int len = sequenceLength(static_cast<unsigned char>(*p));
-    for (int i = 1; i < len; ++i) {
-      if (!p[i]) {
-        len = i;
-        break;
-      }
-    }
-    char bytes[8];
-    int n = QlgCodeset_fromUtf8(cs, p, len, bytes, sizeof bytes);
-    if (n < 0) {
-      bytes[0] = '?';
-      n = 1;
-    }
-    if (used + n > kPrintArea) break;
-    memcpy(area + used, bytes, n);
-    used += n;
-    p += len;
-  }
-  area[used] = '\0';
 }
 
 }  // namespace
@@ -176,7 +144,8 @@ void QlgI18Msg_addParm(QlgI18Msg* msg, const QlgParm* parm) {
 
 char* QlgI18Msg_render(const QlgI18Msg* msg) {
   if (!msg) return nullptr;
-  char* translated = msg->catalog ? QlgI18Msg_catalogText(msg, s_utf8) : nullptr;
+  /* Catalog texts are wanted as UTF-8, also before start-up. */
+  char* translated = msg->catalog ? QlgI18Msg_catalogText(msg, s_utf8 ? s_utf8 : QlgCodeset_utf8()) : nullptr;
   const char* text = translated ? translated : msg->defaultText;
   char* out = text ? QlgPrintf_formatParms(text, msg->parms) : nullptr;
   QlgMem_free(translated);
@@ -192,13 +161,14 @@ void QlgI18Msg_print(FILE* stream, const char* text) {
   /* UTF-8 to UTF-8 is a plain copy: skip the per-character walk. */
   const char* consoleName = s_console ? QlgCodeset_name(s_console) : nullptr;
   if (console && consoleName && strcmp(consoleName, "UTF8") != 0)
-    convertToArea(s_console, text, area);
+    QlgCodeset_convert(s_console, text, -1, area, kPrintArea + 1);
   else
     copyToArea(text, area);
   fputs(area, stream);
 }
 
 void QlgI18Msg_startup(void) {
+  QlgNls_startup();
   if (!s_utf8) s_utf8 = QlgCodeset_open("UTF8");
   if (!s_console) s_console = openConsoleConverter();
 }
@@ -208,6 +178,8 @@ void QlgI18Msg_shutdown(void) {
   closeSlot(&s_console);
   closeSlot(&s_spare[0]);
   closeSlot(&s_spare[1]);
+  QlgCatalog_shutdown();
+  QlgNls_shutdown();
 }
 
 }  // extern "C"

@@ -8,17 +8,13 @@
 #include <string.h>
 
 #include <ardel/QlgMem.h>
+#include "nls/QlgNls.h"
 
 namespace {
 
-/* Turns a user-supplied locale name into the form used to find catalogs.
-   Until catalog lookup arrives this keeps the name as given, cut to what
-   the record holds; the real normalisation replaces only this function. */
+/* Turns a user-supplied locale name into the form used to find catalogs. */
 void normalizeName(const char* name, char out[sizeof(QlgLocale::name)]) {
-  size_t n = strlen(name);
-  if (n > sizeof(QlgLocale::name) - 1) n = sizeof(QlgLocale::name) - 1;
-  memcpy(out, name, n);
-  out[n] = '\0';
+  QlgNls_normalizeLocale(name, out, sizeof(QlgLocale::name));
 }
 
 }  // namespace
