@@ -1,0 +1,82 @@
+/*
+ * Where the time of one enabled traceMIN into a file handler goes: runs N
+ * statements through the hardware record into a qlg_filehandler and prints
+ * the user-space and kernel time per record (getrusage), so that it can be
+ * read alone or under `perf stat -e cycles:u,instructions:u` or callgrind:
+ *
+ *   build-bench/bench/perf_tracemin [records] [pathCheckInterval] [threads]
+ *   perf stat -e task-clock,cycles:u,instructions:u build-bench/bench/perf_tracemin 1000000
+ *   valgrind --tool=callgrind build-bench/bench/perf_tracemin 100000
+ *
+ * The first 1,000 records are a warm-up and are not counted.
+ */
+#include <ardel/CLogWrapper.h>
+#include <ardel/QlgToolkit.h>
+
+#include <sys/resource.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+double seconds(const timeval& tv) { return (double)tv.tv_sec + (double)tv.tv_usec / 1e6; }
+
+double now() {
+  timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return (double)ts.tv_sec + (double)ts.tv_nsec / 1e9;
+}
+
+void run(CLogWrapper* w, long records) {
+  for (long i = 0; i < records; i++) traceMIN(w, 42, "bench.c", "function", "value %ld of %s", i, "name");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  long records = argc > 1 ? std::atol(argv[1]) : 1000000;
+  long interval = argc > 2 ? std::atol(argv[2]) : 0;
+  int threads = argc > 3 ? std::atoi(argv[3]) : 1;
+  if (records < 1 || threads < 1) return 2;
+  char dir[] = "/tmp/ardel-perf-XXXXXX";
+  if (!mkdtemp(dir)) return 2;
+  std::string props = std::string(dir) + "/TyxTrace.properties";
+  FILE* f = std::fopen(props.c_str(), "w");
+  if (!f) return 2;
+  std::fprintf(f,
+               "hw.loggers.trcLogger.className=qlg_basiclogger\n"
+               "hw.loggers.trcLogger.level=DEBUG_MIN\n"
+               "hw.loggers.trcLogger.listenerNames=out\n"
+               "out.className=qlg_filehandler\nout.fileName=%s/trace.log\n"
+               "out.maxFileBytes=2000000000\nout.maxFiles=2\nout.pathCheckInterval=%ld\n",
+               dir, interval);
+  std::fclose(f);
+  initializeWrapper(props.c_str());
+  CLogWrapper* w = getCLogHw();
+  if (!w || w->active != 1 || w->trcLevel < 1) return 3;
+  run(w, 1000);
+
+  rusage before, after;
+  getrusage(RUSAGE_SELF, &before);
+  double start = now();
+  std::vector<std::thread> pool;
+  for (int t = 0; t < threads; t++) pool.emplace_back(run, w, records / threads);
+  for (auto& t : pool) t.join();
+  double wall = now() - start;
+  getrusage(RUSAGE_SELF, &after);
+  long done = records / threads * threads;
+  double user = seconds(after.ru_utime) - seconds(before.ru_utime);
+  double sys = seconds(after.ru_stime) - seconds(before.ru_stime);
+  std::printf("records %ld threads %d pathCheckInterval %ld: user %.0f ns/record, "
+              "system %.0f ns/record, %.0f records/s\n",
+              done, threads, interval, user * 1e9 / (double)done, sys * 1e9 / (double)done,
+              (double)done / wall);
+  std::system((std::string("rm -rf '") + dir + "'").c_str());
+  return 0;
+}
