@@ -71,6 +71,8 @@ struct SecondCache {
   size_t dateLen;
   char tz[256];          /* TZ the rules were read for; "\x01" for unset */
   EnvMark mark;
+  int32_t hours;         /* the printed UTC offset of this second */
+  int32_t minutes;
 };
 thread_local SecondCache t_second QLG_TLS_IE;
 
@@ -115,6 +117,9 @@ const SecondCache& localSecond(int64_t seconds) {
   c.zoneWest = timezone;
   if (strftime(c.date, sizeof c.date, "%Y-%m-%d %H:%M:%S", &c.tm) == 0) c.date[0] = '\0';
   c.dateLen = strlen(c.date);
+  long west = c.zoneWest;
+  c.hours = static_cast<int32_t>(west / -3600) + (c.tm.tm_isdst > 0 ? 1 : 0);
+  c.minutes = static_cast<int32_t>(labs((west / 60) % 60));
   c.seconds = seconds;
   c.valid = true;
   return c;
@@ -275,11 +280,8 @@ bool appendTimeStamp(CxStringBuff* line, const QlgObject* formatter, int64_t ms)
     return appendText(line, stamp);
   }
   int32_t millis = static_cast<int32_t>(ms - seconds * 1000);
-  long tz = second.zoneWest;
-  int32_t hours = static_cast<int32_t>(tz / -3600);
-  if (second.tm.tm_isdst > 0) hours += 1;
-  int32_t minutes = static_cast<int32_t>(labs((tz / 60) % 60));
-  return put(line, second.date, second.dateLen) && appendStampSuffix(line, millis, hours, minutes);
+  return put(line, second.date, second.dateLen) &&
+         appendStampSuffix(line, millis, second.hours, second.minutes);
 }
 
 }  // namespace

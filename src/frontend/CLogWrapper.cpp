@@ -92,30 +92,6 @@ const char* prefixNameInto(const char* prefix, const char* name, char* room) {
 /* Length modifier of a simple conversion: none, l, ll or z. */
 enum Width { kInt, kLong, kLongLong, kSize };
 
-/* True when every conversion of format is one that formatSimple renders
-   exactly as vsnprintf does: d i u x X s c and %%, with at most an l, ll or
-   z modifier and no flags, width, precision or argument position. */
-bool isSimpleFormat(const char* format) {
-  for (const char* p = strchr(format, '%'); p; p = strchr(p, '%')) {
-    ++p;
-    if (*p == '%') {
-      ++p;
-      continue;
-    }
-    bool modified = *p == 'l' || *p == 'z';
-    if (*p == 'l') {
-      ++p;
-      if (*p == 'l') ++p;
-    } else if (*p == 'z') {
-      ++p;
-    }
-    /* %ls and %lc take wide characters: left to vsnprintf. */
-    if (!*p || !strchr(modified ? "diuxX" : "diuxXsc", *p)) return false;
-    ++p;
-  }
-  return true;
-}
-
 /* Writes the digits of v in base (10 or 16) backwards from end. */
 char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
   const char* set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
@@ -126,11 +102,13 @@ char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
   return end;
 }
 
-/* vsnprintf for the formats isSimpleFormat accepts, into size bytes (the
+/* vsnprintf for d i u x X s c and %% with at most an l, ll or z modifier
+   and no flags, width, precision or argument position, into size bytes (the
    text is cut to size - 1 and terminated).  The printf engine is the
    larger part of a trace record's cost, and these formats are what trace
-   statements mostly use. */
-void formatSimple(char* out, size_t size, const char* format, va_list args) {
+   statements mostly use.  False, having read part of args, when format
+   holds anything else. */
+bool formatSimple(char* out, size_t size, const char* format, va_list args) {
   size_t j = 0;
   const size_t room = size - 1;
   auto put = [&](const char* t, size_t n) {
@@ -165,6 +143,8 @@ void formatSimple(char* out, size_t size, const char* format, va_list args) {
       ++p;
       w = kSize;
     }
+    /* %ls and %lc take wide characters: left to vsnprintf. */
+    if (!*p || !strchr(w != kInt ? "diuxX" : "diuxXsc", *p)) return false;
     char conv = *p++;
     char num[24];
     char* end = num + sizeof num;
@@ -195,6 +175,7 @@ void formatSimple(char* out, size_t size, const char* format, va_list args) {
     }
   }
   out[j] = '\0';
+  return true;
 }
 
 /* The shape shared by the five trace calls.  The method text and the
@@ -215,11 +196,14 @@ void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
     size_t n = strnlen(format, kTextSize - 1);
     memcpy(text, format, n);
     text[n] = '\0';
-  } else if (isSimpleFormat(format)) {
-    formatSimple(text, sizeof text, format, args);
   } else {
-    vsnprintf(text, sizeof text, format, args);
-    text[kTextSize - 1] = '\0';
+    va_list again;
+    va_copy(again, args);
+    if (!formatSimple(text, sizeof text, format, again)) {
+      vsnprintf(text, sizeof text, format, args);
+      text[kTextSize - 1] = '\0';
+    }
+    va_end(again);
   }
   /* The finished text travels as the message format with an empty tagged
      list, so a "%" in it can never reach for an argument. */
