@@ -24,6 +24,7 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <atomic>
 
 #include <ardel/QlgHandler.h>
 #include <ardel/QlgLevel.h>
@@ -83,9 +84,14 @@ const int64_t kRecheckMs = 1000;
    lock) and, per thread, whether a log call may leave its record and
    whether it did. */
 QlgFileHandlerData* s_pendingHead = nullptr;
+/* Counts the moments at which no record was left pending any more: a
+   thread that left its record at count n knows it written once the count
+   has moved on, without taking the lock again. */
+std::atomic<uint64_t> s_drained{0};
 #define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
 thread_local int t_groupAllowed QLG_TLS_IE;
 thread_local bool t_leftRecords QLG_TLS_IE;
+thread_local uint64_t t_leftAt QLG_TLS_IE;
 /* A batch is written at this size whoever waits. */
 const int32_t kGroupBytes = 65536;
 
@@ -109,6 +115,7 @@ void writePending(QlgFileHandlerData* data) {
   if (data->fd >= 0) QlgFileHandler_writeAll(data->fd, data->pending.data, data->pending.length);
   CxStringBuff_clear(&data->pending);
   if (data->pending.capacity > 4 * kGroupBytes) CxStringBuff_free(&data->pending);
+  if (!s_pendingHead) s_drained.fetch_add(1, std::memory_order_release);
 }
 
 void closeFd(QlgFileHandlerData* data) {
@@ -592,7 +599,14 @@ void QlgFileHandler_close(QlgObject* handler) {
 
 void QlgFileHandler_allowGroupCommit(int allow) { t_groupAllowed += allow ? 1 : -1; }
 
-int QlgFileHandler_leftRecords(void) { return t_leftRecords ? 1 : 0; }
+int QlgFileHandler_leftRecords(void) {
+  if (!t_leftRecords) return 0;
+  if (s_drained.load(std::memory_order_acquire) != t_leftAt) {
+    t_leftRecords = false; /* written by a later holder */
+    return 0;
+  }
+  return 1;
+}
 
 void QlgFileHandler_writeLeftRecords(void) {
   t_leftRecords = false;
@@ -623,6 +637,7 @@ void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
         s_pendingHead = data;
         data->inPendingList = 1;
       }
+      if (!t_leftRecords) t_leftAt = s_drained.load(std::memory_order_relaxed);
       t_leftRecords = true;
     } else if (data->pending.length > 0 && CxStringBuff_appendN(&data->pending, bytes, len)) {
       data->size += (uint64_t)len;
