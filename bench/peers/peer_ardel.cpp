@@ -45,10 +45,10 @@ bool setupChild(const std::string& dir) {
 void log(long i) { traceMIN(g_w, 42, "bench.c", "function", "value %ld of %s", i, "name"); }
 
 /* The documented macro at a level the record does not trace. */
-void disabled(long i) { ARDEL_TRACE_MAX(g_w, "value %ld of %s", i, "name"); }
+PEER_DISABLED_LOOP(ARDEL_TRACE_MAX(g_w, "value %ld of %s", i, "name"))
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabled, setupChild}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, setupChild}, argc, argv);
 }

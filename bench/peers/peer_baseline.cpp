@@ -40,15 +40,13 @@ void log(long i) {
   if (g_lock >= 0) flock(g_lock, LOCK_UN);
 }
 
-volatile int g_level = 0;
+int g_level = 0;
 
 /* A level test, as a disabled statement is at best. */
-void disabled(long i) {
-  if (g_level > 3) log(i);
-}
+PEER_DISABLED_LOOP(if (g_level > 3) log(i))
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabled, setupChild}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, setupChild}, argc, argv);
 }

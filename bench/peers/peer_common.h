@@ -45,11 +45,25 @@ struct Library {
      (the workload is then reported as not available). */
   bool (*setup)(const std::string& dir, Mode mode);
   void (*log)(long i);
-  void (*disabled)(long i);
+  /* n disabled statements in a loop (PEER_DISABLED_LOOP), so that each
+     statement is measured inline, as it sits in a program, not behind a
+     call through a pointer. */
+  void (*disabledLoop)(long n);
   /* Per process after fork for the shared-file workload; null when the
      library has no multi-process file. */
   bool (*setupChild)(const std::string& dir);
 };
+
+/* The loop of disabled statements.  The barrier after each statement makes
+   the compiler load the library's level again every time, as it must when
+   other code runs between two statements. */
+#define PEER_DISABLED_LOOP(statement)                  \
+  void disabledLoop(long n) {                          \
+    for (long i = 0; i < n; i++) {                     \
+      statement;                                       \
+      asm volatile("" ::: "memory");                   \
+    }                                                  \
+  }
 
 inline double now() {
   timespec ts;
@@ -77,7 +91,7 @@ inline int run(const Library& lib, int argc, char** argv) {
   if (w == "disabled") {
     if (!lib.setup(dir, Mode::Disabled)) return 3;
     double t0 = now();
-    for (long i = 0; i < kDisabledStatements; i++) lib.disabled(i);
+    lib.disabledLoop(kDisabledStatements);
     std::printf("%.3f\n", (now() - t0) * 1e9 / (double)kDisabledStatements);
   } else if (w == "durable1" || w == "rotating") {
     if (!lib.setup(dir, w == "rotating" ? Mode::Rotating : Mode::Durable)) return 3;

@@ -21,10 +21,10 @@ bool setup(const std::string& dir, peer::Mode mode) {
 
 void log(long i) { LOG(INFO) << "value " << i << " of " << "name"; }
 
-void disabled(long i) { VLOG(1) << "value " << i << " of " << "name"; }
+PEER_DISABLED_LOOP(VLOG(1) << "value " << i << " of " << "name")
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabled, nullptr}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, nullptr}, argc, argv);
 }

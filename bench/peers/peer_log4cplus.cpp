@@ -31,10 +31,10 @@ bool setup(const std::string& dir, peer::Mode mode) {
 
 void log(long i) { LOG4CPLUS_DEBUG_FMT(g_log, LOG4CPLUS_TEXT("value %ld of %s"), i, "name"); }
 
-void disabled(long i) { LOG4CPLUS_TRACE_FMT(g_log, LOG4CPLUS_TEXT("value %ld of %s"), i, "name"); }
+PEER_DISABLED_LOOP(LOG4CPLUS_TRACE_FMT(g_log, LOG4CPLUS_TEXT("value %ld of %s"), i, "name"))
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabled, nullptr}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, nullptr}, argc, argv);
 }

@@ -38,10 +38,10 @@ bool setup(const std::string& dir, peer::Mode mode) {
 
 void log(long i) { LOG4CXX_DEBUG(g_log, "value " << i << " of " << "name"); }
 
-void disabled(long i) { LOG4CXX_TRACE(g_log, "value " << i << " of " << "name"); }
+PEER_DISABLED_LOOP(LOG4CXX_TRACE(g_log, "value " << i << " of " << "name"))
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabled, nullptr}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, nullptr}, argc, argv);
 }

@@ -30,10 +30,10 @@ void log(long i) {
              "name");
 }
 
-void disabled(long i) { SPDLOG_LOGGER_TRACE(g_log, "value {} of {}", i, "name"); }
+PEER_DISABLED_LOOP(SPDLOG_LOGGER_TRACE(g_log, "value {} of {}", i, "name"))
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabled, nullptr}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, nullptr}, argc, argv);
 }
