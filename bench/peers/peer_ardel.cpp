@@ -12,7 +12,8 @@ CLogWrapper* g_w = nullptr;
 
 bool start(const std::string& dir, const char* handlerClass, const char* limits, const char* level) {
   const char* interval = std::getenv("ARDEL_PATH_CHECK_INTERVAL");
-  std::string props = dir + "/TyxTrace.properties";
+  /* One file per process: the shared-file workload starts four at once. */
+  std::string props = dir + "/TyxTrace." + std::to_string(getpid()) + ".properties";
   FILE* f = std::fopen(props.c_str(), "w");
   if (!f) return false;
   std::fprintf(f,

@@ -184,7 +184,11 @@ bool removedSinceLastLook(QlgFileHandlerData* data, int64_t now) {
   }
   if (data->watching && !CxWatch_changed(&data->watch) && now < data->nextPathCheck) return false;
   data->nextPathCheck = now + kRecheckMs;
-  return !stillPresent(data);
+  bool present = stillPresent(data);
+  /* A watch ended in a child process: this process starts its own. */
+  if (present && data->watching && !CxWatch_active(&data->watch))
+    data->watching = (unsigned char)CxWatch_start(&data->watch, data->path);
+  return !present;
 }
 
 bool rolloverDue(const QlgFileHandlerData* data) {

@@ -22,6 +22,7 @@ typedef struct CxWatch {
   int fileWd;   /* watch of the file */
   int dirWd;    /* watch of its directory */
   char name[CX_WATCH_NAME_MAX + 1]; /* the path's last part */
+  unsigned forks;                   /* the process's fork count at start */
 } CxWatch;
 
 /* A record that watches nothing. */
@@ -32,8 +33,11 @@ void CxWatch_init(CxWatch* w);
 int CxWatch_start(CxWatch* w, const char* path);
 /* 1 when something may have happened to the file or its name since the
    last call (or since start); never blocks.  A record that watches nothing
-   answers 1. */
+   answers 1.  In a child process the queue would be shared with the
+   parent, so there the watch ends (answering 1) and must be started anew. */
 int CxWatch_changed(CxWatch* w);
+/* 1 while w watches. */
+int CxWatch_active(const CxWatch* w);
 /* Ends the watch. */
 void CxWatch_stop(CxWatch* w);
 

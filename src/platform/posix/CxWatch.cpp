@@ -8,14 +8,35 @@
 #include "platform/CxWatch.h"
 
 #include <errno.h>
+#include <pthread.h>
 #include <string.h>
 #include <unistd.h>
+
+#include <atomic>
 
 #if defined(__linux__)
 #include <sys/inotify.h>
 #endif
 
+#if defined(__linux__)
+namespace {
+
+/* Forks seen by this process: a child must not read the parent's queue. */
+std::atomic<unsigned> s_forks{0};
+
+void countFork() { s_forks.fetch_add(1, std::memory_order_relaxed); }
+
+void registerForkCount() {
+  static const int registered = pthread_atfork(nullptr, nullptr, countFork);
+  (void)registered;
+}
+
+}  // namespace
+#endif
+
 extern "C" {
+
+int CxWatch_active(const CxWatch* w) { return w && w->fd >= 0; }
 
 void CxWatch_init(CxWatch* w) {
   if (!w) return;
@@ -23,6 +44,7 @@ void CxWatch_init(CxWatch* w) {
   w->fileWd = -1;
   w->dirWd = -1;
   w->name[0] = '\0';
+  w->forks = 0;
 }
 
 void CxWatch_stop(CxWatch* w) {
@@ -51,6 +73,7 @@ int CxWatch_start(CxWatch* w, const char* path) {
     memcpy(dir, path, dirLen);
     dir[dirLen] = '\0';
   }
+  registerForkCount();
   int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   if (fd < 0) return 0;
   int fileWd = inotify_add_watch(fd, path, IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF);
@@ -64,11 +87,16 @@ int CxWatch_start(CxWatch* w, const char* path) {
   w->fileWd = fileWd;
   w->dirWd = dirWd;
   memcpy(w->name, name, nameLen + 1);
+  w->forks = s_forks.load(std::memory_order_relaxed);
   return 1;
 }
 
 int CxWatch_changed(CxWatch* w) {
   if (!w || w->fd < 0) return 1;
+  if (w->forks != s_forks.load(std::memory_order_relaxed)) {
+    CxWatch_stop(w);
+    return 1;
+  }
   int changed = 0;
   alignas(struct inotify_event) char buf[4096];
   for (;;) {
