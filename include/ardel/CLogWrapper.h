@@ -87,11 +87,18 @@ ARDEL_END_C
 
 /* Convenience forms: fill in line, file and function, and test the cached
    level before the call, so the arguments of a suppressed statement are not
-   even evaluated.  The first variadic argument is the format. */
+   even evaluated.  The level is tested first: a suppressed statement then
+   reads one field of the record.  The first variadic argument is the format. */
+#if defined(__GNUC__) || defined(__clang__)
+#define ARDEL_UNLIKELY_(x) __builtin_expect(!!(x), 0)
+#else
+#define ARDEL_UNLIKELY_(x) (x)
+#endif
 #define ARDEL_TRACE_IF_(w, gate, fn, ...)                                  \
   do {                                                                     \
     CLogWrapper* ardel_w_ = (w);                                           \
-    if (ardel_w_ && ardel_w_->active == 1 && ardel_w_->trcLevel >= (gate)) \
+    if (ardel_w_ && ARDEL_UNLIKELY_(ardel_w_->trcLevel >= (gate)) &&     \
+        ardel_w_->active == 1)                                           \
       fn(ardel_w_, __LINE__, __FILE__, __func__, __VA_ARGS__);             \
   } while (0)
 

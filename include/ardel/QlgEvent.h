@@ -27,7 +27,19 @@ typedef struct QlgEvent {
   char* messageId;                  /* owned cache; null until computed */
   const struct QlgLocale* locale;   /* not owned */
   QlgProps* props;                  /* owned; null until the first property */
+  /* Source location of a trace call, borrowed from the caller for the
+     call's duration and read back as the qlg_prop_src* properties: a trace
+     record does not pay for copying them into the property set unless
+     somebody asks for the set itself.  Read them through the getters or
+     QlgEvent_peekString/QlgEvent_peekInt, never through props directly. */
+  const char* srcFile;
+  const char* srcFunction;
+  int32_t srcLine;
+  unsigned char srcFlags;           /* QLG_EVENT_SRC_* bits of what is set */
 } QlgEvent;
+
+#define QLG_EVENT_SRC_FILE 1        /* srcFile and srcLine */
+#define QLG_EVENT_SRC_FUNCTION 2    /* srcFunction */
 
 /* Property names of the source location of trace calls. */
 #define QLG_PROP_SRCFILE "qlg_prop_srcfile"
@@ -58,6 +70,24 @@ ARDEL_API void QlgEvent_addLongProperty(QlgEvent* event, const char* name, long 
 ARDEL_API char* QlgEvent_getStringProperty(const QlgEvent* event, const char* name, int* found);
 ARDEL_API int32_t QlgEvent_getIntProperty(const QlgEvent* event, const char* name, int* found);
 ARDEL_API int64_t QlgEvent_getInt64Property(const QlgEvent* event, const char* name, int* found);
+/* The text of a string property without a copy (null when absent); valid
+   while the event lives and the property is not replaced. */
+ARDEL_API const char* QlgEvent_peekString(const QlgEvent* event, const char* name);
+/* An integer property without a copy. */
+ARDEL_API int32_t QlgEvent_peekInt(const QlgEvent* event, const char* name, int* found);
+/* The property set with the source location filed in, in the order file,
+   line, function; for code that walks every property. */
+ARDEL_API QlgProps* QlgEvent_props(QlgEvent* event);
+/* A trace event in caller-provided storage (an event and its message on the
+   caller's stack): the message text is borrowed, not copied.  Release it
+   with QlgEvent_release, never QlgEvent_free. */
+ARDEL_API void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level,
+                                  const char* text);
+/* Reads a tagged argument list into event (level tags, typed parameters,
+   named properties); what QlgEvent_create does after building the event. */
+ARDEL_API void QlgEvent_addTagged(QlgEvent* event, va_list args);
+/* Frees what an event made by QlgEvent_initTrace owns. */
+ARDEL_API void QlgEvent_release(QlgEvent* event);
 
 ARDEL_END_C
 

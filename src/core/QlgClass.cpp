@@ -18,7 +18,6 @@ namespace {
 void handlerDoNothingPublish(QlgObject*, QlgEvent*) {}
 void handlerDoNothing(QlgObject*) {}
 char* formatterNoText(QlgObject*) { return nullptr; }
-char* renderMessage(const QlgI18Msg* msg, const QlgLocale*) { return QlgI18Msg_render(msg); }
 
 /* Builds the record and files it; reports key 20 when memory runs out. */
 QlgClass* registerClass(QlgClassKind kind, const char* name, const QlgI18Msg* description,
@@ -95,7 +94,7 @@ void QlgClass_registerFormatter(const char* name, const QlgI18Msg* description,
   cls->slots.formatter.format = format ? format : QlgBuiltins_defaultFormat();
   cls->slots.formatter.getHead = getHead ? getHead : formatterNoText;
   cls->slots.formatter.getTail = getTail ? getTail : formatterNoText;
-  cls->slots.formatter.formatMessage = formatMessage ? formatMessage : renderMessage;
+  cls->slots.formatter.formatMessage = formatMessage ? formatMessage : QlgBasicFormatter_renderMessage;
 }
 
 QlgClass* QlgClass_find(const char* name) {

@@ -16,6 +16,7 @@
 
 #include "msg/QlgMsgTable.h"
 #include "msg/QlgParmList.h"
+#include "util/QlgStringToStringMap.h"
 #include "platform/CxSystem.h"
 
 namespace {
@@ -47,9 +48,38 @@ bool readParm(int kind, va_list* args, QlgParm* parm) {
   }
 }
 
-QlgProps* ensureProps(QlgEvent* event) {
+QlgProps* rawProps(QlgEvent* event) {
   if (!event->props) event->props = QlgProps_create();
   return event->props;
+}
+
+/* Files the borrowed source location into the property set, in the order
+   in which a trace call used to add it, so that whoever reads or changes
+   the set sees what it always saw. */
+void materialize(QlgEvent* event) {
+  unsigned char flags = event->srcFlags;
+  if (!flags) return;
+  event->srcFlags = 0;
+  QlgProps* props = rawProps(event);
+  if (flags & QLG_EVENT_SRC_FILE) {
+    QlgProps_setString(props, QLG_PROP_SRCFILE, event->srcFile);
+    QlgProps_setInt(props, QLG_PROP_SRCLINE, event->srcLine);
+  }
+  if (flags & QLG_EVENT_SRC_FUNCTION) QlgProps_setString(props, QLG_PROP_SRCFUNCTION, event->srcFunction);
+}
+
+QlgProps* ensureProps(QlgEvent* event) {
+  materialize(event);
+  return rawProps(event);
+}
+
+/* The lazy field behind a source-location property name; 0 for others. */
+int srcKind(const QlgEvent* event, const char* name) {
+  if (!event->srcFlags || !name || name[0] != 'q') return 0;
+  if (std::strcmp(name, QLG_PROP_SRCFILE) == 0) return 1;
+  if (std::strcmp(name, QLG_PROP_SRCLINE) == 0) return 2;
+  if (std::strcmp(name, QLG_PROP_SRCFUNCTION) == 0) return 3;
+  return 0;
 }
 
 /* A named property is stored as the text its kind renders to. */
@@ -82,7 +112,12 @@ QlgEvent* QlgEvent_create(int32_t level, const char* catalog, uint32_t set, uint
   }
   event->level = level;
   event->isMessage = catalog != nullptr;
+  QlgEvent_addTagged(event, args);
+  return event;
+}
 
+void QlgEvent_addTagged(QlgEvent* event, va_list args) {
+  if (!event) return;
   va_list ap;
   va_copy(ap, args);
   for (int count = 1;; count++) {
@@ -113,7 +148,25 @@ QlgEvent* QlgEvent_create(int32_t level, const char* catalog, uint32_t set, uint
     QlgI18Msg_addParm(event->message, &parm);
   }
   va_end(ap);
-  return event;
+}
+
+void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level, const char* text) {
+  if (!event || !message) return;
+  std::memset(event, 0, sizeof(QlgEvent));
+  std::memset(message, 0, sizeof(QlgI18Msg));
+  message->defaultText = const_cast<char*>(text ? text : "");
+  event->time = CxSystem_currentTimeMillis();
+  event->message = message;
+  event->level = level;
+}
+
+void QlgEvent_release(QlgEvent* event) {
+  if (!event) return;
+  if (event->message) QlgParmList_free(event->message->parms);
+  QlgProps_destroy(event->props);
+  QlgMem_free(event->messageId);
+  event->props = nullptr;
+  event->messageId = nullptr;
 }
 
 QlgEvent* QlgEvent_createTagged(int32_t level, const char* catalog, uint32_t set, uint32_t key,
@@ -173,14 +226,47 @@ void QlgEvent_addLongProperty(QlgEvent* event, const char* name, long value) {
   if (event && name) QlgProps_setLong(ensureProps(event), name, value);
 }
 
+/* The getters answer from the set, so lazy fields are filed first; the
+   event is the caller's own for the call's duration. */
 char* QlgEvent_getStringProperty(const QlgEvent* event, const char* name, int* found) {
+  if (event && event->srcFlags) materialize(const_cast<QlgEvent*>(event));
   return QlgProps_getString(event ? event->props : nullptr, name, found);
 }
 int32_t QlgEvent_getIntProperty(const QlgEvent* event, const char* name, int* found) {
+  if (event && event->srcFlags) materialize(const_cast<QlgEvent*>(event));
   return QlgProps_getInt(event ? event->props : nullptr, name, found);
 }
 int64_t QlgEvent_getInt64Property(const QlgEvent* event, const char* name, int* found) {
+  if (event && event->srcFlags) materialize(const_cast<QlgEvent*>(event));
   return QlgProps_getInt64(event ? event->props : nullptr, name, found);
+}
+
+const char* QlgEvent_peekString(const QlgEvent* event, const char* name) {
+  if (!event) return nullptr;
+  switch (srcKind(event, name)) {
+    case 1: if (event->srcFlags & QLG_EVENT_SRC_FILE) return event->srcFile; break;
+    case 3: if (event->srcFlags & QLG_EVENT_SRC_FUNCTION) return event->srcFunction; break;
+    case 2: if (event->srcFlags & QLG_EVENT_SRC_FILE) {
+        materialize(const_cast<QlgEvent*>(event)); /* the line as text lives in the set */
+      }
+      break;
+    default: break;
+  }
+  return event->props ? QlgStringToStringMap_peek(event->props, name) : nullptr;
+}
+
+int32_t QlgEvent_peekInt(const QlgEvent* event, const char* name, int* found) {
+  if (event && srcKind(event, name) == 2 && (event->srcFlags & QLG_EVENT_SRC_FILE)) {
+    if (found) *found = 1;
+    return event->srcLine;
+  }
+  return QlgEvent_getIntProperty(event, name, found);
+}
+
+QlgProps* QlgEvent_props(QlgEvent* event) {
+  if (!event) return nullptr;
+  materialize(event);
+  return event->props;
 }
 
 }  // extern "C"

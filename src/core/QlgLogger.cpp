@@ -13,6 +13,7 @@
 #include <ardel/QlgToolkit.h>
 #include <cstring>
 
+#include "handlers/QlgFileHandler.h"
 #include "msg/QlgMsgTable.h"
 
 namespace {
@@ -28,11 +29,22 @@ inline bool canLog(const QlgObject* logger) {
          logger->cls->slots.logger.log;
 }
 
-__attribute__((noinline)) void logAt(QlgObject* logger, int level, const char* file, const char* function, uint32_t line,
-           const char* format, va_list args) {
+/* A file handler that finds other threads waiting for the lock leaves its
+   record to the next holder (group commit); whatever is still left when
+   this call has the lock back is written then, so the record has reached
+   the file before the call returns. */
+__attribute__((noinline)) void logAt(QlgObject* logger, int level, const char* file,
+                                     const char* function, uint32_t line, const char* format,
+                                     va_list args) {
   if (!QlgToolkit_enter()) return;
+  QlgFileHandler_allowGroupCommit(1);
   QlgLogger_logEvent(logger, level, file, function, line, format, args);
+  QlgFileHandler_allowGroupCommit(0);
   QlgToolkit_leave();
+  if (QlgFileHandler_leftRecords() && QlgToolkit_enter()) {
+    QlgFileHandler_writeLeftRecords();
+    QlgToolkit_leave();
+  }
 }
 
 }  // namespace
@@ -62,17 +74,25 @@ QLG_DEFINE_LOG_CALL(QlgLogger_logMin, QLG_LEVEL_DEBUG_MIN)
 void QlgLogger_logEvent(QlgObject* logger, int level, const char* file, const char* function,
                         uint32_t line, const char* format, va_list args) {
   if (!canLog(logger)) return;
-  QlgEvent* event = QlgEvent_create(level, nullptr, 0, 0, format, args);
-  if (!event) return;
-  QlgEvent_markMessage(event, 0);
+  /* The event lives exactly as long as this call, so it and its message
+     sit on the stack and borrow the caller's texts: a trace record costs no
+     allocation unless it carries typed parameters. */
+  QlgEvent event;
+  QlgI18Msg message;
+  QlgEvent_initTrace(&event, &message, level, format);
+  QlgEvent_addTagged(&event, args);
   /* The line means nothing without its file. */
   if (file) {
-    QlgEvent_addStringProperty(event, QLG_PROP_SRCFILE, file);
-    QlgEvent_addIntProperty(event, QLG_PROP_SRCLINE, static_cast<int>(line));
+    event.srcFile = file;
+    event.srcLine = static_cast<int32_t>(line);
+    event.srcFlags |= QLG_EVENT_SRC_FILE;
   }
-  if (function) QlgEvent_addStringProperty(event, QLG_PROP_SRCFUNCTION, function);
-  logger->cls->slots.logger.log(logger, event);
-  QlgEvent_free(event);
+  if (function) {
+    event.srcFunction = function;
+    event.srcFlags |= QLG_EVENT_SRC_FUNCTION;
+  }
+  logger->cls->slots.logger.log(logger, &event);
+  QlgEvent_release(&event);
 }
 
 void QlgLogger_logMessage(QlgObject* logger, int level, const char* catalog, uint32_t set,

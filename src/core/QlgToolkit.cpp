@@ -88,6 +88,12 @@ QlgStringToObjMap* QlgToolkit_objectRegistry(void) {
   return g_reg.objects;
 }
 
+/* Threads waiting for the lock right now; a handler that sees others
+   waiting can leave its write to the next holder (group commit). */
+static std::atomic<int> g_waiting{0};
+
+int QlgToolkit_contended(void) { return g_waiting.load(std::memory_order_relaxed) > 0; }
+
 int QlgToolkit_enter(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
   if (!lock) {
@@ -103,7 +109,9 @@ int QlgToolkit_enter(void) {
       CxMutex_close(&fresh);
     }
   }
+  g_waiting.fetch_add(1, std::memory_order_relaxed);
   CxStatus st = CxMutex_lock(lock);
+  g_waiting.fetch_sub(1, std::memory_order_relaxed);
   if (!CxStatus_isOk(st)) {
     QlgMisc_reportStatus(st);
     return 0;

@@ -21,6 +21,9 @@ QlgRegistries* QlgToolkit_registries(void);
 /* The object registry, created on first use; null when out of memory. */
 QlgStringToObjMap* QlgToolkit_objectRegistry(void);
 
+/* 1 while some thread waits for the toolkit lock. */
+int QlgToolkit_contended(void);
+
 /* Shutdown: tears down every registered object, whatever references are
    still held outside the registry. */
 void QlgObject_tearDownAll(void);

@@ -11,6 +11,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <ardel/QlgMem.h>
 #include "msg/QlgPrintf.h"
@@ -40,6 +41,22 @@ void reloadText(QlgObject* formatter, const char* key, char** field) {
   *field = QlgObject_getString(formatter, key, nullptr);
 }
 
+/* Initial-exec: a thread-local in the shared library would otherwise cost
+   a __tls_get_addr call on every record. */
+#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
+
+/* Where TZ stood in the environment when the zone rules were last read: the
+   array, the entry (or, when TZ is unset, the entry count and the last
+   entry).  setenv, putenv and unsetenv replace or move entries, so a change
+   shows as a different pointer without a getenv per record. */
+struct EnvMark {
+  char** env;
+  int index;         /* of the "TZ=" entry, -1 when unset */
+  const char* entry; /* that entry */
+  int count;         /* entries, when unset */
+  const char* last;  /* last entry, when unset */
+};
+
 /* The clock facts of one second: local broken-down time, the zone west
    of UTC and the built-in stamp's date part.  Consecutive events mostly fall
    in the same second, so each thread keeps the last one.  The zone rules are
@@ -51,28 +68,90 @@ struct SecondCache {
   struct tm tm;
   long zoneWest;
   char date[kStampSize]; /* "%Y-%m-%d %H:%M:%S", or "" */
+  size_t dateLen;
   char tz[256];          /* TZ the rules were read for; "\x01" for unset */
+  EnvMark mark;
+  int32_t hours;         /* the printed UTC offset of this second */
+  int32_t minutes;
 };
-thread_local SecondCache t_second;
+thread_local SecondCache t_second QLG_TLS_IE;
+
+EnvMark markEnvironment() {
+  EnvMark m = {environ, -1, nullptr, 0, nullptr};
+  if (!environ) return m;
+  int i = 0;
+  for (; environ[i]; i++)
+    if (environ[i][0] == 'T' && environ[i][1] == 'Z' && environ[i][2] == '=' && m.index < 0) {
+      m.index = i;
+      m.entry = environ[i];
+    }
+  m.count = i;
+  m.last = i > 0 ? environ[i - 1] : nullptr;
+  return m;
+}
+
+/* True while TZ is certainly what the cache read it as. */
+bool sameEnvironment(const SecondCache& c) {
+  const EnvMark& m = c.mark;
+  if (environ != m.env) return false;
+  if (!environ) return true;
+  if (m.index >= 0)
+    return environ[m.index] == m.entry && strncmp(m.entry + 3, c.tz, sizeof c.tz) == 0;
+  return environ[m.count] == nullptr && (m.count == 0 || environ[m.count - 1] == m.last);
+}
 
 const SecondCache& localSecond(int64_t seconds) {
   SecondCache& c = t_second;
+  if (c.valid && c.seconds == seconds && sameEnvironment(c)) return c;
   const char* tz = getenv("TZ");
   const char* key = tz ? tz : "\x01";
   bool sameZone = c.valid && strncmp(c.tz, key, sizeof c.tz) == 0;
-  if (sameZone && c.seconds == seconds) return c;
   if (!sameZone) {
     tzset();
     snprintf(c.tz, sizeof c.tz, "%s", key);
   }
+  c.mark = markEnvironment();
   time_t t = static_cast<time_t>(seconds);
   memset(&c.tm, 0, sizeof c.tm);
   localtime_r(&t, &c.tm);
   c.zoneWest = timezone;
   if (strftime(c.date, sizeof c.date, "%Y-%m-%d %H:%M:%S", &c.tm) == 0) c.date[0] = '\0';
+  c.dateLen = strlen(c.date);
+  long west = c.zoneWest;
+  c.hours = static_cast<int32_t>(west / -3600) + (c.tm.tm_isdst > 0 ? 1 : 0);
+  c.minutes = static_cast<int32_t>(labs((west / 60) % 60));
   c.seconds = seconds;
   c.valid = true;
   return c;
+}
+
+/* Appends n bytes; the common case is a copy into room already there. */
+inline bool put(CxStringBuff* b, const char* text, size_t n) {
+  if (n == 0) return true;
+  if (b->data && static_cast<size_t>(b->capacity - b->length) > n) {
+    memcpy(b->data + b->length, text, n);
+    b->length += static_cast<int32_t>(n);
+    b->data[b->length] = '\0';
+    return true;
+  }
+  return n <= static_cast<size_t>(INT32_MAX) && CxStringBuff_appendN(b, text, static_cast<int>(n)) != 0;
+}
+
+/* Signed decimal of v; 0 appends nothing, as the buffer's appendInt does. */
+bool putInt(CxStringBuff* b, int32_t v) {
+  if (v == 0) return true;
+  char digits[16];
+  char* end = digits + sizeof digits;
+  char* p = end;
+  int64_t x = v;
+  bool negative = x < 0;
+  if (negative) x = -x;
+  while (x > 0) {
+    *--p = static_cast<char>('0' + x % 10);
+    x /= 10;
+  }
+  if (negative) *--p = '-';
+  return put(b, p, static_cast<size_t>(end - p));
 }
 
 /* n as exactly two digits (0..99). */
@@ -96,8 +175,7 @@ bool appendStampSuffix(CxStringBuff* line, int32_t millis, int32_t hours, int32_
     p = twoDigits(p, hours < 0 ? -hours : hours);
     *p++ = ':';
     p = twoDigits(p, minutes);
-    *p = '\0';
-    return CxStringBuff_append(line, text) != 0;
+    return put(line, text, static_cast<size_t>(p - text));
   }
   return QlgPrintf_format(nullptr, line, ".%03.3d%+02.2d:%02.2d", millis, hours, minutes) != 0;
 }
@@ -138,26 +216,56 @@ void formatDateTime(const char* pattern, const struct tm* tm, char* out) {
 
 /* Appends text; an empty text is a success that appends nothing. */
 bool appendText(CxStringBuff* line, const char* text) {
-  return !*text || CxStringBuff_append(line, text) != 0;
+  return put(line, text, strlen(text));
 }
 
-/* Appends one property's value and the separator if the event has it.
-   Text values are read in place: a copy could fail for want of memory and
-   then pass for an absent property. */
-bool appendProperty(CxStringBuff* line, QlgEvent* event, const char* name, const char* sep) {
-  if (strcmp(name, QLG_PROP_SRCLINE) == 0) {
-    int found = 0;
-    int32_t value = QlgEvent_getIntProperty(event, name, &found);
-    if (!found) return true;
-    /* appendInt writes nothing for 0, so line 0 leaves an empty field:
-       intended. */
-    if (value != 0 && !CxStringBuff_appendInt(line, value)) return false;
-  } else {
-    const char* value = QlgStringToStringMap_peek(event->props, name);
-    if (!value) return true;
-    if (!appendText(line, value)) return false;
+const char* peekSet(const QlgEvent* event, const char* name) {
+  return event->props ? QlgStringToStringMap_peek(event->props, name) : nullptr;
+}
+
+/* A text field and the separator when the event has it. */
+bool appendField(CxStringBuff* line, const char* value, const char* sep, size_t sepLen) {
+  if (!value) return true;
+  return appendText(line, value) && put(line, sep, sepLen);
+}
+
+/* The fields between stamp and message.  The source location is read from
+   the event's own fields when a trace call set them there, else from its
+   property set; the identity properties exist only in the set. */
+bool appendProperties(CxStringBuff* line, QlgEvent* event, const char* sep, size_t sepLen) {
+  bool file = (event->srcFlags & QLG_EVENT_SRC_FILE) != 0;
+  bool function = (event->srcFlags & QLG_EVENT_SRC_FUNCTION) != 0;
+  if (!appendField(line, file ? event->srcFile : peekSet(event, QLG_PROP_SRCFILE), sep, sepLen) ||
+      !appendField(line, function ? event->srcFunction : peekSet(event, QLG_PROP_SRCFUNCTION), sep,
+                   sepLen))
+    return false;
+  int found = file ? 1 : 0;
+  int32_t value = file ? event->srcLine
+                       : (event->props ? QlgProps_getInt(event->props, QLG_PROP_SRCLINE, &found) : 0);
+  /* 0 writes no digits, so line 0 leaves an empty field: intended. */
+  if (found && !(putInt(line, value) && put(line, sep, sepLen))) return false;
+  if (!event->props) return true;
+  for (size_t i = 3; i < sizeof kPrefixProps / sizeof kPrefixProps[0]; ++i)
+    if (!appendField(line, peekSet(event, kPrefixProps[i]), sep, sepLen)) return false;
+  return true;
+}
+
+/* The message text.  A trace text without "%" and without parameters or
+   catalog renders as itself, so the printf engine is skipped for it when
+   the class renders the standard way. */
+bool appendMessage(CxStringBuff* line, QlgObject* formatter, QlgEvent* event) {
+  QlgFormatMessageFn render = formatter->cls->slots.formatter.formatMessage;
+  const QlgI18Msg* msg = event->message;
+  if (render == QlgBasicFormatter_renderMessage && msg && !msg->catalog && !msg->parms &&
+      msg->defaultText && !strchr(msg->defaultText, '%')) {
+    if (event->locale) QlgI18Msg_setLocale(event->message, event->locale);
+    return appendText(line, msg->defaultText);
   }
-  return appendText(line, sep);
+  char* text = QlgEvent_render(event, render);
+  if (!text) return true;
+  bool ok = appendText(line, text);
+  QlgMem_free(text);
+  return ok;
 }
 
 /* The stamp of ms appended to line: the user's dateTimeFormat alone, or
@@ -172,11 +280,8 @@ bool appendTimeStamp(CxStringBuff* line, const QlgObject* formatter, int64_t ms)
     return appendText(line, stamp);
   }
   int32_t millis = static_cast<int32_t>(ms - seconds * 1000);
-  long tz = second.zoneWest;
-  int32_t hours = static_cast<int32_t>(tz / -3600);
-  if (second.tm.tm_isdst > 0) hours += 1;
-  int32_t minutes = static_cast<int32_t>(labs((tz / 60) % 60));
-  return appendText(line, second.date) && appendStampSuffix(line, millis, hours, minutes);
+  return put(line, second.date, second.dateLen) &&
+         appendStampSuffix(line, millis, second.hours, second.minutes);
 }
 
 }  // namespace
@@ -213,30 +318,36 @@ char* QlgBasicFormatter_timeStamp(const QlgObject* formatter, int64_t ms) {
   return CxStringBuff_detach(&buf);
 }
 
-char* QlgBasicFormatter_format(QlgObject* formatter, QlgEvent* event) {
-  if (!isFormatter(formatter) || !event || !formatter->cls->slots.formatter.formatMessage)
-    return nullptr;
-  const char* sep = formatter->field1.text ? formatter->field1.text : " ";
+char* QlgBasicFormatter_renderMessage(const QlgI18Msg* msg, const QlgLocale*) {
+  return QlgI18Msg_render(msg);
+}
 
+int QlgBasicFormatter_formatInto(QlgObject* formatter, QlgEvent* event, CxStringBuff* out) {
+  if (!isFormatter(formatter) || !event || !out || !formatter->cls->slots.formatter.formatMessage)
+    return 0;
+  const char* sep = formatter->field1.text ? formatter->field1.text : " ";
+  size_t sepLen = strlen(sep);
+  int32_t start = out->length;
+  bool ok = appendTimeStamp(out, formatter, QlgEvent_getTime(event)) && put(out, sep, sepLen) &&
+            appendProperties(out, event, sep, sepLen);
+  if (ok) {
+    /* The formatter's locale becomes the event's: handlers that format the
+       same event after this one render in it too. */
+    if (formatter->field3.locale) QlgEvent_setLocale(event, formatter->field3.locale);
+    ok = appendMessage(out, formatter, event) && put(out, "\n", 1);
+  }
+  if (!ok) {
+    out->length = start;
+    if (out->data) out->data[start] = '\0';
+    return 0;
+  }
+  return 1;
+}
+
+char* QlgBasicFormatter_format(QlgObject* formatter, QlgEvent* event) {
   CxStringBuff line;
   memset(&line, 0, sizeof line);
-  bool ok = appendTimeStamp(&line, formatter, QlgEvent_getTime(event)) && appendText(&line, sep);
-  for (size_t i = 0; ok && i < sizeof kPrefixProps / sizeof kPrefixProps[0]; ++i)
-    ok = appendProperty(&line, event, kPrefixProps[i], sep);
-  if (!ok) {
-    CxStringBuff_free(&line);
-    return nullptr;
-  }
-
-  /* The formatter's locale becomes the event's: handlers that format the
-     same event after this one render in it too. */
-  if (formatter->field3.locale) QlgEvent_setLocale(event, formatter->field3.locale);
-  char* text = QlgEvent_render(event, formatter->cls->slots.formatter.formatMessage);
-  if (text) {
-    ok = appendText(&line, text);
-    QlgMem_free(text);
-  }
-  if (!ok || !CxStringBuff_append(&line, "\n")) {
+  if (!QlgBasicFormatter_formatInto(formatter, event, &line)) {
     CxStringBuff_free(&line);
     return nullptr;
   }

@@ -11,6 +11,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/types.h>
 
 #include <ardel/QlgLevel.h>
 #include <ardel/QlgLogger.h>
@@ -45,23 +46,169 @@ bool isXmlSpecial(char c) {
   return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>';
 }
 
-/* The shape shared by the five trace calls. */
+/* Room for a method text on the stack; a longer one goes to the heap. */
+const size_t kMethodSize = 512;
+
+/* prefix + name, escaped for XML as CLogWrapper_prefixName does it, into
+   room (kMethodSize bytes) when it fits: a record then allocates nothing.
+   Null when it does not fit; the caller then asks CLogWrapper_prefixName. */
+const char* prefixNameInto(const char* prefix, const char* name, char* room) {
+  size_t escapedLen = 0;
+  bool special = false;
+  for (const char* p = prefix; *p; ++p) {
+    bool s = isXmlSpecial(*p);
+    special |= s;
+    escapedLen += s ? 6 : 1;
+  }
+  for (const char* p = name ? name : ""; *p; ++p) {
+    bool s = isXmlSpecial(*p);
+    special |= s;
+    escapedLen += s ? 6 : 1;
+    if (escapedLen >= kMethodSize) return nullptr;
+  }
+  if (escapedLen >= kMethodSize) return nullptr;
+  if (!special && !*prefix && name) return name; /* nothing to add or change */
+  size_t j = 0;
+  for (int part = 0; part < 2; ++part) {
+    for (const char* p = part == 0 ? prefix : (name ? name : ""); *p; ++p) {
+      const char* entity;
+      switch (*p) {
+        case '"': entity = "&quot;"; break;
+        case '&': entity = "&amp;"; break;
+        case '\'': entity = "&apos;"; break;
+        case '<': entity = "&lt;"; break;
+        case '>': entity = "&gt;"; break;
+        default: room[j++] = *p; continue;
+      }
+      size_t n = strlen(entity);
+      memcpy(room + j, entity, n);
+      j += n;
+    }
+  }
+  room[j] = '\0';
+  return room;
+}
+
+/* Length modifier of a simple conversion: none, l, ll or z. */
+enum Width { kInt, kLong, kLongLong, kSize };
+
+/* Writes the digits of v in base (10 or 16) backwards from end. */
+char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
+  const char* set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+  do {
+    *--end = set[v % base];
+    v /= base;
+  } while (v);
+  return end;
+}
+
+/* vsnprintf for d i u x X s c and %% with at most an l, ll or z modifier
+   and no flags, width, precision or argument position, into size bytes (the
+   text is cut to size - 1 and terminated).  The printf engine is the
+   larger part of a trace record's cost, and these formats are what trace
+   statements mostly use.  False, having read part of args, when format
+   holds anything else. */
+bool formatSimple(char* out, size_t size, const char* format, va_list args) {
+  size_t j = 0;
+  const size_t room = size - 1;
+  auto put = [&](const char* t, size_t n) {
+    if (j >= room) return;
+    if (n > room - j) n = room - j;
+    memcpy(out + j, t, n);
+    j += n;
+  };
+  const char* p = format;
+  while (*p && j < room) {
+    const char* pct = strchr(p, '%');
+    if (!pct) {
+      put(p, strlen(p));
+      break;
+    }
+    put(p, (size_t)(pct - p));
+    p = pct + 1;
+    if (*p == '%') {
+      put("%", 1);
+      ++p;
+      continue;
+    }
+    Width w = kInt;
+    if (*p == 'l') {
+      ++p;
+      w = kLong;
+      if (*p == 'l') {
+        ++p;
+        w = kLongLong;
+      }
+    } else if (*p == 'z') {
+      ++p;
+      w = kSize;
+    }
+    /* %ls and %lc take wide characters: left to vsnprintf. */
+    if (!*p || !strchr(w != kInt ? "diuxX" : "diuxXsc", *p)) return false;
+    char conv = *p++;
+    char num[24];
+    char* end = num + sizeof num;
+    if (conv == 's') {
+      const char* t = va_arg(args, const char*);
+      if (!t) t = "(null)";
+      put(t, strlen(t));
+    } else if (conv == 'c') {
+      char c = static_cast<char>(va_arg(args, int));
+      put(&c, 1);
+    } else if (conv == 'd' || conv == 'i') {
+      long long v = w == kInt ? va_arg(args, int)
+                  : w == kLong ? va_arg(args, long)
+                  : w == kLongLong ? va_arg(args, long long)
+                  : static_cast<long long>(va_arg(args, ssize_t));
+      unsigned long long mag = v < 0 ? 0ULL - static_cast<unsigned long long>(v)
+                                     : static_cast<unsigned long long>(v);
+      char* b = digitsOf(mag, 10, false, end);
+      if (v < 0) *--b = '-';
+      put(b, (size_t)(end - b));
+    } else {
+      unsigned long long v = w == kInt ? va_arg(args, unsigned)
+                           : w == kLong ? va_arg(args, unsigned long)
+                           : w == kLongLong ? va_arg(args, unsigned long long)
+                           : va_arg(args, size_t);
+      char* b = digitsOf(v, conv == 'u' ? 10 : 16, conv == 'X', end);
+      put(b, (size_t)(end - b));
+    }
+  }
+  out[j] = '\0';
+  return true;
+}
+
+/* The shape shared by the five trace calls.  The method text and the
+   formatted text live on the stack; a format without "%" is copied as it
+   is, which is what vsnprintf would make of it. */
 void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
           const char* sourceFile, const char* methodName, const char* format, va_list args) {
   CLOGWRAPPER_ASSERT(w != NULL);
   if (!w || w->active != 1 || w->trcLevel < gate) return;
-  char* methodText = CLogWrapper_prefixName(prefix, methodName);
+  char methodRoom[kMethodSize];
+  char* methodHeap = nullptr;
+  const char* methodText = prefixNameInto(prefix, methodName, methodRoom);
+  if (!methodText) methodText = methodHeap = CLogWrapper_prefixName(prefix, methodName);
   char text[kTextSize];
-  if (format) {
-    vsnprintf(text, sizeof text, format, args);
-    text[kTextSize - 1] = '\0';
-  } else {
+  if (!format) {
     text[0] = '\0';
+  } else if (!strchr(format, '%')) {
+    size_t n = strnlen(format, kTextSize - 1);
+    memcpy(text, format, n);
+    text[n] = '\0';
+  } else {
+    va_list again;
+    va_copy(again, args);
+    if (!formatSimple(text, sizeof text, format, again)) {
+      vsnprintf(text, sizeof text, format, args);
+      text[kTextSize - 1] = '\0';
+    }
+    va_end(again);
   }
   /* The finished text travels as the message format with an empty tagged
      list, so a "%" in it can never reach for an argument. */
   log(w->logger, sourceFile, methodText, static_cast<uint32_t>(line), text, 0);
-  QlgMem_free(methodText);
+  QlgMem_free(methodHeap);
 }
 
 }  // namespace

@@ -7,29 +7,37 @@
  * file that has reached maxFileSize is closed (tail), rolled over and
  * reopened (head) before the next record goes in.
  *
- * Cost per record: the removal rule needs to look at the file system on
- * every record; one path lookup (CxFile_isDirectory) answers both "is it
- * still there" and "is it still a file", and unlike a test of the open
- * descriptor it also notices a file that was renamed away (as log rotation
- * tools do).  The size for the rollover test is then read from the open
- * file, since another program may have emptied it in place or appended to
- * it.  So a record costs one lookup, one fstat and one write(2).
+ * Cost per record.  The removal rule is kept without a path lookup per
+ * record: a watch on the file and its directory (CxWatch) tells when
+ * something happened to the file or its name, and only then is the path
+ * looked up, so a record normally costs a non-blocking read of the watch's
+ * queue and the write.  Without a watch (no support, a limit reached) the
+ * path is looked up on every record, as the rule literally says; with
+ * pathCheckInterval the lookup runs at most once per interval instead.  The
+ * size for the rollover test is counted from the bytes written and read
+ * from the file once a second, which picks up a file that another program
+ * emptied in place or appended to.  Reading the file's attributes after
+ * every write would make each next write update its inode as well.
  */
 #include "handlers/QlgFileHandler.h"
 
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <atomic>
 
 #include <ardel/QlgHandler.h>
 #include <ardel/QlgLevel.h>
 #include <ardel/QlgMem.h>
 #include <ardel/QlgToolkit.h>
+#include "core/QlgToolkitInt.h"
 #include "core/QlgMisc.h"
 #include "handlers/QlgHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxFile.h"
 #include "platform/CxProcess.h"
+#include "platform/CxSystem.h"
+#include "util/CxStringBuff.h"
 
 namespace {
 
@@ -68,9 +76,54 @@ void reportFailure(CxStatus status) {
   if (!CxStatus_isOk(status)) QlgMisc_reportStatus(status);
 }
 
+/* How often the size is read back from the file, and the path looked up
+   while a watch stands in for it. */
+const int64_t kRecheckMs = 1000;
+
+/* Group commit state: the records with pending bytes (under the toolkit
+   lock) and, per thread, whether a log call may leave its record and
+   whether it did. */
+QlgFileHandlerData* s_pendingHead = nullptr;
+/* Counts the moments at which no record was left pending any more: a
+   thread that left its record at count n knows it written once the count
+   has moved on, without taking the lock again. */
+std::atomic<uint64_t> s_drained{0};
+#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
+thread_local int t_groupAllowed QLG_TLS_IE;
+thread_local bool t_leftRecords QLG_TLS_IE;
+thread_local uint64_t t_leftAt QLG_TLS_IE;
+/* A batch is written at this size whoever waits. */
+const int32_t kGroupBytes = 65536;
+
+void unlinkPending(QlgFileHandlerData* data) {
+  if (!data->inPendingList) return;
+  for (QlgFileHandlerData** p = &s_pendingHead; *p; p = &(*p)->nextPending) {
+    if (*p == data) {
+      *p = data->nextPending;
+      break;
+    }
+  }
+  data->nextPending = nullptr;
+  data->inPendingList = 0;
+}
+
+/* Writes the records left in data, in one write, to the file they were
+   meant for. */
+void writePending(QlgFileHandlerData* data) {
+  unlinkPending(data);
+  if (data->pending.length == 0) return;
+  if (data->fd >= 0) QlgFileHandler_writeAll(data->fd, data->pending.data, data->pending.length);
+  CxStringBuff_clear(&data->pending);
+  if (data->pending.capacity > 4 * kGroupBytes) CxStringBuff_free(&data->pending);
+  if (!s_pendingHead) s_drained.fetch_add(1, std::memory_order_release);
+}
+
 void closeFd(QlgFileHandlerData* data) {
+  writePending(data);
   if (data->fd >= 0) reportFailure(CxFile_close(&data->fd));
   data->isOpen = 0;
+  if (data->watching) CxWatch_stop(&data->watch);
+  data->watching = 0;
 }
 
 /* The file's stream of bytes for a formatter text (head, tail or record):
@@ -85,7 +138,8 @@ int writeText(QlgFileHandlerData* data, char* text) {
   return ok ? len : -1;
 }
 
-/* Opens the path with the handler's mode and reads its size. */
+/* Opens the path with the handler's mode, reads its size and starts
+   watching it.  The one place where the handler opens its file. */
 int openActive(QlgFileHandlerData* data) {
   int flags = CX_O_WRONLY | CX_O_CREAT | (data->appending ? CX_O_APPEND : CX_O_TRUNC);
   CxStatus st = CxFile_openMode(&data->fd, data->path, flags, (int)data->filePermission);
@@ -101,6 +155,11 @@ int openActive(QlgFileHandlerData* data) {
     return 0;
   }
   data->size = (uint64_t)size;
+  int64_t now = CxSystem_steadyMillis();
+  data->nextSizeCheck = now + kRecheckMs;
+  data->nextPathCheck = now + (data->pathCheckInterval > 0 ? data->pathCheckInterval : kRecheckMs);
+  if (data->watching) CxWatch_stop(&data->watch);
+  data->watching = data->pathCheckInterval == 0 && CxWatch_start(&data->watch, data->path);
   return 1;
 }
 
@@ -111,6 +170,25 @@ bool stillPresent(const QlgFileHandlerData* data) {
   if (data->pathRecord.length > 0) return CxFile_isDirectory(&data->pathRecord) == ENOTDIR;
   CxFileStat st;
   return CxStatus_isOk(CxFile_statPath(&st, data->path));
+}
+
+/* Has the active file been removed or moved away?  Every record asks;
+   the path is looked up when the watch saw something (or there is no
+   watch), once a second besides (a directory further up may have been
+   renamed, which the watch does not see), or once per pathCheckInterval. */
+bool removedSinceLastLook(QlgFileHandlerData* data, int64_t now) {
+  if (data->pathCheckInterval > 0) {
+    if (now < data->nextPathCheck) return false;
+    data->nextPathCheck = now + data->pathCheckInterval;
+    return !stillPresent(data);
+  }
+  if (data->watching && !CxWatch_changed(&data->watch) && now < data->nextPathCheck) return false;
+  data->nextPathCheck = now + kRecheckMs;
+  bool present = stillPresent(data);
+  /* A watch ended in a child process: this process starts its own. */
+  if (present && data->watching && !CxWatch_active(&data->watch))
+    data->watching = (unsigned char)CxWatch_start(&data->watch, data->path);
+  return !present;
 }
 
 bool rolloverDue(const QlgFileHandlerData* data) {
@@ -308,6 +386,7 @@ void* QlgFileHandler_create(void) {
   data->semKey = kDefaultSemKey;
   data->logInternalErrs = 1;
   data->pathRecord.lastSep = -1;
+  CxWatch_init(&data->watch);
   QlgFileHandler_setFileName(kDefaultFileName, data);
   if (!data->path) {
     QlgFileHandler_destroy(data);
@@ -320,6 +399,7 @@ void QlgFileHandler_destroy(void* raw) {
   QlgFileHandlerData* data = static_cast<QlgFileHandlerData*>(raw);
   if (!data) return;
   closeFd(data);
+  CxStringBuff_free(&data->pending);
   QlgMem_free(data->path);
   QlgMem_free(data->directory);
   QlgMem_free(data->baseName);
@@ -341,6 +421,19 @@ void QlgFileHandler_propertyChanged(QlgObject* handler, const char* key) {
     /* Intended: the flag follows `appending`, not its own value, so a
        configuration that turns appending off also silences these reports. */
     data->logInternalErrs = (unsigned char)boolOr(handler, "appending", 1);
+    return;
+  }
+  if (strcmp(key, "pathCheckInterval") == 0) {
+    /* Takes effect at the next record; the file stays open. */
+    int32_t v = intOr(handler, key, 0);
+    data->pathCheckInterval = v > 0 ? v : 0;
+    data->nextPathCheck = 0;
+    if (data->pathCheckInterval > 0 && data->watching) {
+      CxWatch_stop(&data->watch);
+      data->watching = 0;
+    } else if (data->pathCheckInterval == 0 && data->isOpen && !data->watching) {
+      data->watching = (unsigned char)CxWatch_start(&data->watch, data->path);
+    }
     return;
   }
   if (strcmp(key, "filePermission") == 0) {
@@ -456,18 +549,24 @@ void QlgFileHandler_open(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data || !data->path) return;
   if (data->isOpen) {
+    int64_t now = CxSystem_steadyMillis();
     int64_t size = 0;
     CxStatus st = CxStatus_ok();
-    if (!stillPresent(data)) {
+    if (removedSinceLastLook(data, now)) {
       /* Removed or moved away: start a new file, head included. */
       closeFd(data);
-    } else if (!CxStatus_isOk(st = CxFile_stat(data->fd, &size))) {
+    } else if (now >= data->nextSizeCheck &&
+               !CxStatus_isOk(st = CxFile_stat(data->fd, &size))) {
       QlgMisc_reportStatus(st);
       closeFd(data);
     } else {
-      /* Read, not tracked: another program may have emptied the file in
-         place (copy-and-truncate rotation) or appended to it. */
-      data->size = (uint64_t)size;
+      /* Counted between reads; read again each second because another
+         program may have emptied the file in place (copy-and-truncate
+         rotation) or appended to it. */
+      if (now >= data->nextSizeCheck) {
+        data->size = (uint64_t)size;
+        data->nextSizeCheck = now + kRecheckMs;
+      }
       if (!rolloverDue(data)) return;
       QlgFileHandler_close(handler);
       QlgFileHandler_rollover(data);
@@ -494,10 +593,28 @@ void QlgFileHandler_open(QlgObject* handler) {
 
 void QlgFileHandler_close(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
-  if (!data || !data->isOpen) return;
+  if (!data) return;
+  writePending(data); /* records before the tail */
+  if (!data->isOpen) return;
   int written = writeText(data, QlgHandler_getTail(handler));
   if (written > 0) data->size += (uint64_t)written;
   closeFd(data);
+}
+
+void QlgFileHandler_allowGroupCommit(int allow) { t_groupAllowed += allow ? 1 : -1; }
+
+int QlgFileHandler_leftRecords(void) {
+  if (!t_leftRecords) return 0;
+  if (s_drained.load(std::memory_order_acquire) != t_leftAt) {
+    t_leftRecords = false; /* written by a later holder */
+    return 0;
+  }
+  return 1;
+}
+
+void QlgFileHandler_writeLeftRecords(void) {
+  t_leftRecords = false;
+  while (s_pendingHead) writePending(s_pendingHead);
 }
 
 void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
@@ -505,13 +622,40 @@ void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data) return;
   QlgFileHandler_open(handler);
-  char* text = QlgHandler_format(handler, event);
-  if (text && data->isOpen) {
-    int written = writeText(data, text);
-    if (written > 0) data->size += (uint64_t)written;
-  } else {
-    QlgMem_free(text);
+  /* The record is formatted into a buffer the thread keeps, so a record
+     costs no allocation. */
+  CxStringBuff local = {0, 0, nullptr};
+  CxStringBuff* line = QlgHandler_acquireBuffer();
+  if (!line) line = &local;
+  if (QlgHandler_formatInto(handler, event, line) && data->isOpen) {
+    int len = 0;
+    char* bytes = QlgFileHandler_convert(data, line->data, &len);
+    bool leave = t_groupAllowed > 0 && QlgToolkit_contended() &&
+                 data->pending.length + len < kGroupBytes;
+    if (leave && CxStringBuff_appendN(&data->pending, bytes, len)) {
+      /* Others wait for the lock: the next holder writes this record with
+         its own, and this thread makes sure of it before its call returns. */
+      data->size += (uint64_t)len;
+      if (!data->inPendingList) {
+        data->nextPending = s_pendingHead;
+        s_pendingHead = data;
+        data->inPendingList = 1;
+      }
+      if (!t_leftRecords) t_leftAt = s_drained.load(std::memory_order_relaxed);
+      t_leftRecords = true;
+    } else if (data->pending.length > 0 && CxStringBuff_appendN(&data->pending, bytes, len)) {
+      data->size += (uint64_t)len;
+      writePending(data);
+    } else {
+      writePending(data);
+      if (QlgFileHandler_writeAll(data->fd, bytes, len) && len > 0) data->size += (uint64_t)len;
+    }
+    if (bytes != line->data) QlgMem_free(bytes);
   }
+  if (line == &local)
+    CxStringBuff_free(&local);
+  else
+    QlgHandler_releaseBuffer(line);
   QlgObject_forwardToListeners(handler, event);
 }
 

@@ -21,6 +21,8 @@
 #include "nls/QlgCodeset.h"
 #include "platform/CxFilePath.h"
 #include "platform/CxMutex.h"
+#include "platform/CxWatch.h"
+#include "util/CxStringBuff.h"
 
 ARDEL_BEGIN_C
 
@@ -47,7 +49,15 @@ typedef struct QlgFileHandlerData {
   CxMutex* lock;              /* cross-process lock (multi-process handler only) */
   unsigned char lockCreated;
   unsigned char logInternalErrs;
-  CxFilePath pathRecord;      /* path as a record, kept for the per-record existence test */
+  CxFilePath pathRecord;      /* path as a record, kept for the existence test */
+  int32_t pathCheckInterval;  /* pathCheckInterval: ms between removal checks; 0 every record */
+  int64_t nextPathCheck;      /* steady ms at which the path is next looked up */
+  int64_t nextSizeCheck;      /* steady ms at which the size is next read from the file */
+  CxWatch watch;              /* removal notices (every-record mode) */
+  unsigned char watching;     /* 1 while the watch stands in for the lookup */
+  CxStringBuff pending;       /* records left by lock holders for the next one to write */
+  struct QlgFileHandlerData* nextPending; /* list of records with pending bytes */
+  unsigned char inPendingList;
 } QlgFileHandlerData;
 
 /* createData slot: a record with the defaults, its path composed from
@@ -73,6 +83,22 @@ char* QlgFileHandler_composePath(const char* directory, const char* baseName, in
 /* Renames backups up by one (dropping the oldest) and the active file to
    backup 1.  Run with the file closed. */
 void QlgFileHandler_rollover(QlgFileHandlerData* data);
+
+/* Group commit.  Under the toolkit lock, a log call whose record finds other
+   threads waiting for the lock leaves the write to the next holder; each
+   call then writes, before it returns, whatever is still left (its own
+   record included).  Records are written in the order in which their
+   threads held the lock, each whole, several with one write. */
+
+/* Set around a log call's delivery: only there may a record wait for the
+   next holder, since only there is it written before the call returns. */
+void QlgFileHandler_allowGroupCommit(int allow);
+/* 1 when this thread left records to the next holder since the last call
+   of QlgFileHandler_writeLeftRecords. */
+int QlgFileHandler_leftRecords(void);
+/* Writes every record still waiting, of every file handler; under the
+   toolkit lock. */
+void QlgFileHandler_writeLeftRecords(void);
 
 /* Helpers shared with the multi-process handler. */
 

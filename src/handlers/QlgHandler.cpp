@@ -9,6 +9,8 @@
 #include <string.h>
 
 #include <ardel/QlgMem.h>
+#include "formatters/QlgBasicFormatter.h"
+#include "util/CxStringBuff.h"
 
 namespace {
 
@@ -19,6 +21,18 @@ QlgObject* formatterOf(const QlgObject* handler) {
   if (!fmt || !fmt->cls || fmt->cls->kind != QLG_KIND_FORMATTER) return nullptr;
   return fmt;
 }
+
+/* One record's text per thread.  Trivially destructible so that it stays
+   usable while other thread-local destructors run; the guard frees its
+   storage when the thread ends. */
+#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
+thread_local CxStringBuff t_line QLG_TLS_IE;
+thread_local bool t_lineBusy QLG_TLS_IE;
+struct LineGuard {
+  bool armed = false;
+  ~LineGuard() { CxStringBuff_free(&t_line); }
+};
+thread_local LineGuard t_lineGuard QLG_TLS_IE;
 
 }  // namespace
 
@@ -32,6 +46,35 @@ char* QlgHandler_format(QlgObject* handler, QlgEvent* event) {
   QlgObject* fmt = formatterOf(handler);
   if (!fmt || !fmt->cls->slots.formatter.format) return nullptr;
   return fmt->cls->slots.formatter.format(fmt, event);
+}
+
+int QlgHandler_formatInto(QlgObject* handler, QlgEvent* event, CxStringBuff* out) {
+  QlgObject* fmt = formatterOf(handler);
+  if (!fmt || !out || !fmt->cls->slots.formatter.format) return 0;
+  if (fmt->cls->slots.formatter.format == QlgBasicFormatter_format)
+    return QlgBasicFormatter_formatInto(fmt, event, out);
+  char* text = fmt->cls->slots.formatter.format(fmt, event);
+  if (!text) return 0;
+  int ok = CxStringBuff_append(out, text);
+  QlgMem_free(text);
+  return ok;
+}
+
+CxStringBuff* QlgHandler_acquireBuffer(void) {
+  if (t_lineBusy) return nullptr;
+  CxStringBuff* b = &t_line;
+  if (!b->data) t_lineGuard.armed = true; /* registers the guard's destructor */
+  t_lineBusy = true;
+  CxStringBuff_clear(b);
+  return b;
+}
+
+void QlgHandler_releaseBuffer(CxStringBuff* buffer) {
+  if (buffer == &t_line) {
+    t_lineBusy = false;
+    /* A rare huge record must not pin its storage for the thread's life. */
+    if (buffer->capacity > 65536) CxStringBuff_free(buffer);
+  }
 }
 
 char* QlgHandler_getHead(QlgObject* handler) {

@@ -11,6 +11,17 @@ ARDEL_BEGIN_C
 
 /* 1 when obj is an object whose class is of the handler kind. */
 int QlgHandler_isHandler(const QlgObject* obj);
+/* QlgHandler_format appended to out instead of returned: the basic
+   formatter writes straight into out, any other format slot's text is
+   copied in and freed.  1 when text was appended, 0 for none. */
+int QlgHandler_formatInto(QlgObject* handler, QlgEvent* event, struct CxStringBuff* out);
+/* A per-thread buffer for one record's text, emptied; it keeps its storage
+   from record to record and is freed when the thread ends.  A publish
+   nested inside another (an internal report from within a handler) gets
+   null and uses a buffer of its own.  Give it back with
+   QlgHandler_releaseBuffer. */
+struct CxStringBuff* QlgHandler_acquireBuffer(void);
+void QlgHandler_releaseBuffer(struct CxStringBuff* buffer);
 
 ARDEL_END_C
 

@@ -9,9 +9,11 @@
  * most one record each, and the kernel drops the lock of a process that
  * dies holding it.
  *
- * Per record, under the lock: one fstat for the size (the other processes
- * make any tracked figure stale) and one write; the lock itself is taken
- * and released around them.
+ * Per record, under the lock: the size read as the end offset (the other
+ * processes make any tracked figure stale; asking for the file's
+ * attributes instead would make every next write update its inode too)
+ * and one write; the lock itself is taken and released around them.  The
+ * record is formatted into the thread's buffer, so it costs no allocation.
  */
 #include "handlers/QlgMultiProcFileHandler.h"
 
@@ -26,6 +28,8 @@
 #include "core/QlgMisc.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxFile.h"
+#include "handlers/QlgHandler.h"
+#include "util/CxStringBuff.h"
 
 namespace {
 
@@ -171,16 +175,18 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   /* Intended: a file that cannot be opened also keeps the event from the
      handler's own listeners. */
   if (!data->isOpen) return;
-  char* text = QlgHandler_format(handler, event);
-  if (text) {
+  CxStringBuff local = {0, 0, nullptr};
+  CxStringBuff* line = QlgHandler_acquireBuffer();
+  if (!line) line = &local;
+  if (QlgHandler_formatInto(handler, event, line)) {
     int len = 0;
-    char* bytes = QlgFileHandler_convert(data, text, &len);
+    char* bytes = QlgFileHandler_convert(data, line->data, &len);
     CxStatus st = CxMutex_lockTimed(data->lock, CX_MUTEX_WAIT_MS);
     if (!CxStatus_isOk(st)) {
       QlgMisc_reportStatus(st); /* this record is dropped; the handler stays usable */
     } else {
       int64_t size = 0;
-      st = CxFile_stat(data->fd, &size);
+      st = CxFile_endOffset(data->fd, &size);
       if (CxStatus_isOk(st))
         data->size = (uint64_t)size;
       else
@@ -190,9 +196,12 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
       QlgFileHandler_writeAll(data->fd, bytes, len);
       reportFailure(CxMutex_unlock(data->lock));
     }
-    if (bytes != text) QlgMem_free(bytes);
-    QlgMem_free(text);
+    if (bytes != line->data) QlgMem_free(bytes);
   }
+  if (line == &local)
+    CxStringBuff_free(&local);
+  else
+    QlgHandler_releaseBuffer(line);
   QlgObject_forwardToListeners(handler, event);
 }
 

@@ -70,6 +70,10 @@ CxStatus CxFile_seek(int fd, int64_t offset, int origin);
 CxStatus CxFile_truncate(int fd);
 /* Size in bytes of the open file. */
 CxStatus CxFile_stat(int fd, int64_t* size);
+/* Size of the open file read by moving its position to the end, without
+   asking for its attributes; for files opened to append, where the
+   position does not matter. */
+CxStatus CxFile_endOffset(int fd, int64_t* size);
 /* Size and the three times of a named file ('p' 22 for an empty path). */
 CxStatus CxFile_statPath(CxFileStat* out, const char* path);
 CxStatus CxFile_delete(const char* path);

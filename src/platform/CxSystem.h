@@ -25,6 +25,9 @@ CxStatus CxSystem_getHostName(char* buf, size_t size);
 CxStatus CxSystem_qualifyHostName(char* buf, size_t size);
 /* Milliseconds since 1970-01-01 UTC. */
 int64_t CxSystem_currentTimeMillis(void);
+/* A steady clock in milliseconds for intervals, cheap enough to read on
+   every record (its resolution may be a few milliseconds). */
+int64_t CxSystem_steadyMillis(void);
 /* Suspends the calling thread for ms milliseconds (nothing for ms <= 0). */
 void CxSystem_sleepMillis(int32_t ms);
 

@@ -83,7 +83,10 @@ struct ThreadCache {
   int count[kClasses];
   bool closed;
 };
-thread_local ThreadCache t_cache;
+/* Initial-exec: inside the shared library a thread-local otherwise costs a
+   __tls_get_addr call per access, and the allocator is on every log call. */
+#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
+thread_local ThreadCache t_cache QLG_TLS_IE;
 
 void drain(ThreadCache& cache) {
   for (int c = 0; c < kClasses; c++) {
@@ -102,7 +105,7 @@ struct CacheGuard {
     drain(t_cache);
   }
 };
-thread_local CacheGuard t_guard;
+thread_local CacheGuard t_guard QLG_TLS_IE;
 
 inline void* newBlock(size_t size) {
   int c = classOf(size);

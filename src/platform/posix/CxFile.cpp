@@ -163,6 +163,14 @@ CxStatus CxFile_stat(int fd, int64_t* size) {
   return CxStatus_ok();
 }
 
+CxStatus CxFile_endOffset(int fd, int64_t* size) {
+  if (!size) return invalid();
+  off_t end = lseek(fd, 0, SEEK_END);
+  if (end < 0) return errnoStatus(errno);
+  *size = (int64_t)end;
+  return CxStatus_ok();
+}
+
 CxStatus CxFile_statPath(CxFileStat* out, const char* path) {
   if (!out || isEmpty(path)) return invalid();
   struct stat st;

@@ -56,6 +56,16 @@ int64_t CxSystem_currentTimeMillis(void) {
   return (int64_t)ts.tv_sec * 1000 + ts.tv_nsec / 1000000;
 }
 
+int64_t CxSystem_steadyMillis(void) {
+  struct timespec ts;
+#ifdef CLOCK_MONOTONIC_COARSE
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &ts);
+#else
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+#endif
+  return (int64_t)ts.tv_sec * 1000 + ts.tv_nsec / 1000000;
+}
+
 void CxSystem_sleepMillis(int32_t ms) {
   if (ms <= 0) return;
   struct timespec left;

@@ -1,0 +1,146 @@
+#!/usr/bin/env python3
+"""Runs the side-by-side benchmark (make bench-peers) and writes its table.
+
+Every workload runs 5 times for every library, interleaved (round after
+round, each round visiting every library), each run in a fresh directory;
+the table shows the median of the 5 and, below it, the goals as ratios.
+
+usage: run_peers.py BUILD_DIR OUTPUT.md [ROUNDS]
+"""
+import os
+import platform
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+COLUMNS = [
+    ("ardel", "peer_ardel", {}),
+    ("ardel, pathCheckInterval=1000", "peer_ardel", {"ARDEL_PATH_CHECK_INTERVAL": "1000"}),
+    ("spdlog", "peer_spdlog", {}),
+    ("log4cxx", "peer_log4cxx", {}),
+    ("glog", "peer_glog", {}),
+    ("log4cplus", "peer_log4cplus", {}),
+    ("snprintf+write (flock+write)", "peer_baseline", {}),
+]
+WORKLOADS = [
+    ("disabled", "disabled statement, ns (lower is better)"),
+    ("durable1", "durable, 1 thread, records/s"),
+    ("durable4", "durable, 4 threads, records/s"),
+    ("rotating", "durable, rotating 1 MiB x 3, records/s"),
+    ("procs4", "4 processes, one shared rolling file, records/s"),
+    ("memory", "RSS growth over 1,000,000 records, KiB"),
+]
+
+
+def run_one(build, program, workload, env_extra):
+    d = tempfile.mkdtemp(prefix="ardel-peers-")
+    env = dict(os.environ)
+    env.update(env_extra)
+    try:
+        out = subprocess.run([os.path.join(build, program), workload, d], env=env,
+                             capture_output=True, text=True, timeout=600)
+        text = out.stdout.strip()
+        if out.returncode != 0 or not text:
+            return None
+        if text == "n/a":
+            return "n/a"
+        return float(text)
+    except (subprocess.TimeoutExpired, ValueError):
+        return None
+    finally:
+        shutil.rmtree(d, ignore_errors=True)
+
+
+def fmt(v, workload):
+    if v is None:
+        return "failed"
+    if v == "n/a":
+        return "n/a"
+    if workload == "disabled":
+        return "%.2f" % v
+    if workload == "memory":
+        return "%d" % v
+    return "{:,}".format(int(round(v)))
+
+
+def main():
+    build, output = sys.argv[1], sys.argv[2]
+    rounds = int(sys.argv[3]) if len(sys.argv) > 3 else 5
+    samples = {(w, c[0]): [] for w, _ in WORKLOADS for c in COLUMNS}
+    for r in range(rounds):
+        for w, _ in WORKLOADS:
+            for name, program, env in COLUMNS:
+                if w == "procs4" and program not in ("peer_ardel", "peer_baseline"):
+                    continue
+                v = run_one(build, program, w, env)
+                samples[(w, name)].append(v)
+                print("round %d %-9s %-32s %s" % (r + 1, w, name, fmt(v, w)), flush=True)
+
+    def median(w, name):
+        vals = samples[(w, name)]
+        if not vals:
+            return "n/a"
+        if any(v == "n/a" for v in vals):
+            return "n/a"
+        nums = [v for v in vals if isinstance(v, float)]
+        if len(nums) < len(vals) or not nums:
+            return None
+        return statistics.median(nums)
+
+    med = {(w, c[0]): median(w, c[0]) for w, _ in WORKLOADS for c in COLUMNS}
+    lines = []
+    lines.append("# ardel against other logging libraries")
+    lines.append("")
+    lines.append("`make bench-peers`, %s UTC, %s, %d cores, kernel %s. Median of %d runs per cell, "
+                 "run interleaved (every round visits every library). Every record carries the same "
+                 "content and reaches the kernel before the call returns. Peers from the Debian "
+                 "packages." % (time.strftime("%Y-%m-%d %H:%M", time.gmtime()), platform.machine(),
+                                os.cpu_count(), platform.release(), rounds))
+    lines.append("")
+    lines.append("| workload | " + " | ".join(c[0] for c in COLUMNS) + " |")
+    lines.append("|---|" + "---:|" * len(COLUMNS))
+    for w, title in WORKLOADS:
+        lines.append("| %s | " % title + " | ".join(fmt(med[(w, c[0])], w) for c in COLUMNS) + " |")
+    lines.append("")
+
+    def ratio(a, b):
+        if not isinstance(a, float) or not isinstance(b, float) or b == 0:
+            return None
+        return a / b
+
+    goals = []
+    A, P = "ardel", "ardel, pathCheckInterval=1000"
+    for w in ("durable1", "durable4"):
+        for peer, need in (("log4cplus", 1.0), ("log4cxx", 1.0), ("spdlog", 0.85)):
+            goals.append(("%s: ardel / %s >= %.2f" % (w, peer, need), ratio(med[(w, A)], med[(w, peer)]), need, True))
+    for w in ("durable1", "durable4", "rotating"):
+        goals.append(("%s: ardel (pathCheckInterval=1000) / spdlog > 1" % w,
+                      ratio(med[(w, P)], med[(w, "spdlog")]), 1.0, True))
+    goals.append(("procs4: ardel / flock+write >= 0.9",
+                  ratio(med[("procs4", A)], med[("procs4", "snprintf+write (flock+write)")]), 0.9, True))
+    peers = [med[("disabled", c[0])] for c in COLUMNS[2:6]]
+    fastest = min([p for p in peers if isinstance(p, float)], default=None)
+    goals.append(("disabled: ardel ns / fastest peer's ns <= 1", ratio(med[("disabled", A)], fastest), 1.0, False))
+    lines.append("| goal | ratio | met |")
+    lines.append("|---|---:|---|")
+    for title, value, need, higher in goals:
+        if value is None:
+            lines.append("| %s | n/a | no |" % title)
+            continue
+        ok = value >= need if higher else value <= need
+        lines.append("| %s | %.2f | %s |" % (title, value, "yes" if ok else "no"))
+    mem = med[("memory", A)]
+    lines.append("| memory: ardel RSS growth over 1,000,000 records | %s KiB | %s |"
+                 % (fmt(mem, "memory"), "yes" if isinstance(mem, float) and mem <= 128 else "no"))
+    lines.append("")
+    os.makedirs(os.path.dirname(os.path.abspath(output)), exist_ok=True)
+    with open(output, "w") as f:
+        f.write("\n".join(lines))
+    print("\n".join(lines))
+
+
+if __name__ == "__main__":
+    main()
