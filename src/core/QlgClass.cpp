@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "core/QlgBuiltins.h"
+#include "formatters/QlgBasicFormatter.h"
 #include "core/QlgToolkitInt.h"
 #include "msg/QlgMsgTable.h"
 
