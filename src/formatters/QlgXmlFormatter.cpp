@@ -17,6 +17,7 @@
 #include "formatters/QlgXmlFormatter.h"
 
 #include <stddef.h>
+#include <stdio.h>
 #include <string.h>
 
 #include <ardel/QlgLevel.h>
@@ -231,6 +232,7 @@ int reservedField(const char* key) {
 struct EventFields {
   const char* value[kFieldCount];
   bool hasFree;
+  char lineText[16];  /* a trace call's line, which the event holds as a number */
 };
 
 void collectFields(const QlgEvent* event, EventFields* f) {
@@ -243,6 +245,14 @@ void collectFields(const QlgEvent* event, EventFields* f) {
     else
       f->value[field] = e->value ? e->value : "";
   }
+  /* A trace call's source location is kept beside the property set. */
+  if (event && (event->srcFlags & QLG_EVENT_SRC_FILE)) {
+    f->value[kSrcFile] = event->srcFile ? event->srcFile : "";
+    snprintf(f->lineText, sizeof f->lineText, "%d", static_cast<int>(event->srcLine));
+    f->value[kSrcLine] = f->lineText;
+  }
+  if (event && (event->srcFlags & QLG_EVENT_SRC_FUNCTION))
+    f->value[kSrcFunction] = event->srcFunction ? event->srcFunction : "";
 }
 
 /* "%I64d" of a property text: leading blanks, a sign, digits. */

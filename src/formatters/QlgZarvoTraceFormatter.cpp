@@ -7,6 +7,7 @@
  */
 #include "formatters/QlgZarvoTraceFormatter.h"
 
+#include <stdio.h>
 #include <string.h>
 
 #include <ardel/QlgLevel.h>
@@ -29,6 +30,7 @@ struct LineFields {
   const char* file;
   const char* function;
   const char* line;
+  char lineText[16];  /* a trace call's line, which the event holds as a number */
 };
 
 void collectFields(const QlgEvent* event, LineFields* f) {
@@ -43,6 +45,13 @@ void collectFields(const QlgEvent* event, LineFields* f) {
     else if (k[0] == 'q' && strcmp(k, QLG_PROP_SRCFUNCTION) == 0) f->function = v;
     else if (k[0] == 'q' && strcmp(k, QLG_PROP_SRCLINE) == 0) f->line = v;
   }
+  /* A trace call's source location is kept beside the property set. */
+  if (event->srcFlags & QLG_EVENT_SRC_FILE) {
+    f->file = event->srcFile ? event->srcFile : "";
+    snprintf(f->lineText, sizeof f->lineText, "%d", static_cast<int>(event->srcLine));
+    f->line = f->lineText;
+  }
+  if (event->srcFlags & QLG_EVENT_SRC_FUNCTION) f->function = event->srcFunction ? event->srcFunction : "";
 }
 
 /* Unsigned decimal of a numeric property text ("%d" rules); 0 and a text

@@ -176,7 +176,7 @@ char* renderText(QlgObject* handler, QlgTASHandlerData* data, QlgEvent* event) {
 }
 
 const char* eventProperty(const QlgEvent* event, const char* name) {
-  return event->props ? QlgStringToStringMap_peek(event->props, name) : nullptr;
+  return QlgEvent_peekString(event, name);
 }
 
 void publishEvent(QlgObject* handler, QlgTASHandlerData* data, QlgEvent* event) {
@@ -197,11 +197,12 @@ void publishEvent(QlgObject* handler, QlgTASHandlerData* data, QlgEvent* event) 
   char* text = renderText(handler, data, event);
   char sequence[32] = "";
   if (data->traceEnabled) snprintf(sequence, sizeof sequence, " seq#=<%ld>", g_sequence++);
-  const char* line = eventProperty(event, QLG_PROP_SRCLINE);
+  int lineFound = 0;
+  int32_t line = QlgEvent_peekInt(event, QLG_PROP_SRCLINE, &lineFound);
   int code = QlgTASHandler_send(handler, level, text ? text : "",
                                 eventProperty(event, QLG_PROP_SRCFUNCTION),
                                 eventProperty(event, QLG_PROP_SRCFILE),
-                                line ? (uint32_t)strtol(line, nullptr, 10) : 0, event->time,
+                                lineFound ? (uint32_t)line : 0, event->time,
                                 sequence);
   QlgMem_free(text);
   if (code != 0) reportCode(data, kMsgNotSent, code);

@@ -49,4 +49,40 @@ TEST(QlgZarvoTraceFormatter, WritesEveryFieldInItsPlaceAndIgnoresProperties) {
   QlgObject_release(fmt);
 }
 
+// A trace call's source location rides beside the property set; every
+// formatter must render it exactly as if it had been filed as properties.
+TEST(QlgZarvoTraceFormatter, SourceLocationOfATraceCallReadsLikeItsProperties) {
+  setenv("TZ", "UTC0", 1);
+  ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+  for (const char* cls : {"qlg_zarvotraceformatter", "qlg_xmlformatter", "qlg_basicformatter"}) {
+    QlgObject* fmt = QlgObject_create("test.srcloc", cls);
+    ASSERT_NE(fmt, nullptr);
+    std::string out[2];
+    for (int lazy = 0; lazy < 2; ++lazy) {
+      QlgEvent* e = QlgEvent_createTagged(2000, nullptr, 0, 0, "text", 0);
+      ASSERT_NE(e, nullptr);
+      e->time = 1236704966535;
+      if (lazy) {
+        e->srcFile = "scan.c";
+        e->srcFunction = "run";
+        e->srcLine = 88;
+        e->srcFlags = QLG_EVENT_SRC_FILE | QLG_EVENT_SRC_FUNCTION;
+      } else {
+        QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "scan.c");
+        QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, 88);
+        QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, "run");
+      }
+      char* line = fmt->cls->slots.formatter.format(fmt, e);
+      ASSERT_NE(line, nullptr);
+      out[lazy] = line;
+      QlgMem_free(line);
+      QlgEvent_free(e);
+    }
+    EXPECT_NE(out[0].find("scan.c"), std::string::npos) << cls;
+    EXPECT_NE(out[0].find("88"), std::string::npos) << cls;
+    EXPECT_EQ(out[1], out[0]) << cls;
+    QlgObject_release(fmt);
+  }
+}
+
 }  // namespace
