@@ -26,7 +26,7 @@ using namespace ardeltest;
 namespace {
 
 const int kRecordsPerThread = 20;
-const int kRounds = 8;
+const int kRounds = 6;
 
 /* Releases all threads at once, so that they meet inside the first use. */
 class Barrier {
