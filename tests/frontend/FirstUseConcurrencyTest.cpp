@@ -13,7 +13,6 @@
 #include <ardel/Tracer.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,43 +40,30 @@ int rounds() {
 }
 
 /* Releases all threads at once, so that they meet inside the first use. */
-class Barrier {
- public:
-  explicit Barrier(int n) : left_(n) {}
-  void arriveAndWait() {
-    left_.fetch_sub(1);
-    while (left_.load() > 0) std::this_thread::yield();
-  }
+void arriveAndWait(std::atomic<int>& left) {
+  left.fetch_sub(1);
+  while (left.load() > 0) std::this_thread::yield();
+}
 
- private:
-  std::atomic<int> left_;
-};
-
-/* One entry point: take the handle of a component, then trace through it. */
+/* One entry point: the handle of a component (threads spread over
+   `components` of them), then one trace through it. */
 struct EntryPoint {
-  const char* name;
-  int components;  /* the threads spread over this many components */
-  std::function<const void*(int component)> first;
-  std::function<void(const void* handle)> trace;
+  int components;
+  const void* (*first)(int component);
+  void (*trace)(const void* handle);
 };
+
+CLogWrapper* record(const void* h) { return static_cast<CLogWrapper*>(const_cast<void*>(h)); }
 
 const EntryPoint kEntryPoints[] = {
-    {"getters", 8,
-     [](int c) -> const void* {
-       static CLogWrapper* (*const getters[])(void) = {getCLogHw,  getCLogSw,     getCLogCom, getCLogXse,
-                                                       getCLogFs,  getCLogPlugin, getCLogUse, getCLogNet};
-       return getters[c]();
-     },
-     [](const void* h) { traceMIN(static_cast<CLogWrapper*>(const_cast<void*>(h)), 1, "t.c", "f", "r"); }},
-    {"createWrapper, one component", 1, [](int) -> const void* { return createWrapper(0); },
-     [](const void* h) { traceMIN(static_cast<CLogWrapper*>(const_cast<void*>(h)), 1, "t.c", "f", "r"); }},
-    {"ArdelWrapper::getInstance", 8,
-     [](int c) -> const void* { return ArdelWrapper::getInstance(static_cast<ArdelWrapper::ArdelLogType>(c)); },
-     [](const void* h) { const_cast<ArdelWrapper*>(static_cast<const ArdelWrapper*>(h))->traceMIN(1, "t.c", "f", "r"); }},
-    {"Tracer::getInstance", 6,
-     [](int c) -> const void* { return &Tracer::getInstance(static_cast<Tracer::Component>(c)); },
-     [](const void* h) { const_cast<Tracer*>(static_cast<const Tracer*>(h))->log(1, "t.c", 1, "f", "r"); }},
+    {8, [](int c) -> const void* { return createWrapper(c); }, [](const void* h) { traceMIN(record(h), 1, "t.c", "f", "r"); }},
+    {1, [](int) -> const void* { return getCLogHw(); }, [](const void* h) { traceMIN(record(h), 1, "t.c", "f", "r"); }},
+    {8, [](int c) -> const void* { return ArdelWrapper::getInstance(static_cast<ArdelWrapper::ArdelLogType>(c)); },
+     [](const void* h) { static_cast<ArdelWrapper*>(const_cast<void*>(h))->traceMIN(1, "t.c", "f", "r"); }},
+    {6, [](int c) -> const void* { return &Tracer::getInstance(static_cast<Tracer::Component>(c)); },
+     [](const void* h) { static_cast<Tracer*>(const_cast<void*>(h))->log(1, "t.c", 1, "f", "r"); }},
 };
+const int kTracer = 3;
 
 /* Every component logger at minimum tracing into the recorder. */
 std::string validProperties() {
@@ -90,7 +76,8 @@ std::string validProperties() {
 }
 
 /* One round in a fresh process: threads meet in the first use, then trace. */
-void round(const EntryPoint& ep, int threads, bool valid) {
+void round(int entry, int threads, bool valid) {
+  const EntryPoint& ep = kEntryPoints[entry];
   inChild([&] {
     alarm(30);  /* a thread stuck on the toolkit lock ends the child, not the suite */
     TempDir dir;
@@ -101,14 +88,14 @@ void round(const EntryPoint& ep, int threads, bool valid) {
     }
     /* The tracer factory settles the path itself; the others use it as set. */
     setenv("TYX_TEST", valid ? dir.path().c_str() : "/nonexistent", 1);
-    if (std::string(ep.name) != "Tracer::getInstance") initializeWrapper(nullptr);
+    if (entry != kTracer) initializeWrapper(nullptr);
     CaptureFd err(2);
-    Barrier barrier(threads);
+    std::atomic<int> left{threads};
     std::vector<const void*> handles(threads);
     std::vector<std::thread> pool;
     for (int t = 0; t < threads; ++t)
       pool.emplace_back([&, t] {
-        barrier.arriveAndWait();
+        arriveAndWait(left);
         handles[t] = ep.first(t % ep.components);
         for (int i = 0; i < kRecordsPerThread; ++i) ep.trace(handles[t]);
       });
@@ -131,12 +118,12 @@ void round(const EntryPoint& ep, int threads, bool valid) {
 class FirstUse : public ::testing::TestWithParam<std::tuple<int, int, bool>> {};
 
 TEST_P(FirstUse, ThreadsMeetingInTheFirstUseShareOneHandleAndLoseNothing) {
-  const EntryPoint& ep = kEntryPoints[std::get<0>(GetParam())];
-  for (int r = 0; r < rounds() && !HasFailure(); ++r) round(ep, std::get<1>(GetParam()), std::get<2>(GetParam()));
+  auto [entry, threads, valid] = GetParam();
+  for (int r = 0; r < rounds() && !HasFailure(); ++r) round(entry, threads, valid);
 }
 
 std::string caseName(const ::testing::TestParamInfo<FirstUse::ParamType>& info) {
-  static const char* const names[] = {"Getters", "CreateWrapper", "ArdelWrapper", "Tracer"};
+  static const char* const names[] = {"CreateWrapper", "GetCLogHw", "ArdelWrapper", "Tracer"};
   auto [entry, threads, valid] = info.param;
   return std::string(names[entry]) + "_" + std::to_string(threads) + "Threads_" +
          (valid ? "ValidFile" : "MissingFile");
