@@ -4,13 +4,16 @@
  * leniency that configurations rely on.
  */
 #include <ardel/QlgLevel.h>
-#include <cstdio>
+#include <cstdint>
 #include <strings.h>
+
+#include "util/CxChars.h"
 
 extern "C" int QlgLevel_parse(const char* text) {
   if (!text) return QLG_LEVEL_NONE;
-  int value = 0;
-  if (std::sscanf(text, "%d", &value) == 1) return value;
+  /* A number beyond int cannot be read as one, and then matches no word. */
+  int64_t value = 0;
+  if (CxChars_scanInteger(text, INT32_MIN, INT32_MAX, &value)) return static_cast<int>(value);
   static const struct {
     const char* word;
     int level;

@@ -7,9 +7,11 @@
 #include "core/QlgObjConfig.h"
 
 #include <ardel/QlgMem.h>
+#include <algorithm>
 #include <cstring>
 
 #include "core/QlgStringToObjCfgMap.h"
+#include "util/QlgKeyIndex.h"
 #include "util/QlgStringToStringMap.h"
 
 namespace {
@@ -17,6 +19,8 @@ namespace {
 struct Store {
   QlgStringToObjCfgMap* map;  /* name -> configuration, one reference each */
   QlgStringGroup* names;      /* every name in creation order */
+  QlgKeyIndex* waiting;       /* configurations by the missing names above them */
+  size_t serial;              /* creation count, for the order of children */
   unsigned char initialised;
 };
 Store g_store;
@@ -82,13 +86,70 @@ bool movesUnder(const char* child, const char* n, size_t nLen) {
   return parentLength(child) == nLen;
 }
 
+/* Number of dotted prefixes of cfg's name longer than its parent's name:
+   the names whose creation would put a configuration between the two. */
+size_t missingPrefixes(const QlgObjConfig* cfg) {
+  size_t from = std::strlen(cfg->parentName) + 1, count = 0;
+  for (const char* c = cfg->name + from; *c; ++c) count += *c == '.';
+  return count;
+}
+
+/* Files cfg as waiting under each of those names: when one is created, cfg
+   may move under it, and the new configuration finds it here instead of
+   looking through every child of its parent.  Room was reserved. */
+void fileWaiting(QlgObjConfig* cfg) {
+  size_t from = std::strlen(cfg->parentName) + 1;
+  size_t hash = QLG_KEYINDEX_SEED;
+  for (size_t i = 0; cfg->name[i]; ++i) {
+    if (i >= from && cfg->name[i] == '.') QlgKeyIndex_insert(g_store.waiting, hash, cfg, i);
+    hash = QlgKeyIndex_hashStep(hash, static_cast<unsigned char>(cfg->name[i]));
+  }
+}
+
+/* Calls f on every configuration waiting for the name n (nLen bytes); f
+   returns true to drop the record. */
+template <class F>
+void forEachWaiting(const char* n, size_t nLen, F f) {
+  size_t hash = QlgKeyIndex_hash(n, nLen);
+  size_t cursor = QlgKeyIndex_start(g_store.waiting, hash);
+  while (QlgKeyIndexSlot* s = QlgKeyIndex_next(g_store.waiting, hash, &cursor)) {
+    QlgObjConfig* k = static_cast<QlgObjConfig*>(s->item);
+    if (s->aux != nLen || std::strncmp(k->name, n, nLen) != 0) continue;
+    if (f(k)) QlgKeyIndex_removeSlot(g_store.waiting, s, &cursor);
+  }
+}
+
+/* Children of p that move under the new n, in p's order of children (which
+   is the order of creation).  Returns their count; *out is null when none
+   or out of memory (then -1). */
+long findMovers(const QlgObjConfig* n, const QlgObjConfig* p, QlgObjConfig*** out) {
+  size_t nLen = std::strlen(n->name);
+  long count = 0;
+  auto moves = [&](QlgObjConfig* k) {
+    return QlgStringGroup_contains(p->children, k->name) && movesUnder(k->name, n->name, nLen);
+  };
+  forEachWaiting(n->name, nLen, [&](QlgObjConfig* k) { count += moves(k); return false; });
+  *out = nullptr;
+  if (count == 0) return 0;
+  QlgObjConfig** movers = static_cast<QlgObjConfig**>(QlgMem_alloc(sizeof(QlgObjConfig*) * count));
+  if (!movers) return -1;
+  long i = 0;
+  forEachWaiting(n->name, nLen, [&](QlgObjConfig* k) {
+    if (moves(k)) movers[i++] = k;
+    return false;
+  });
+  std::sort(movers, movers + count,
+            [](const QlgObjConfig* a, const QlgObjConfig* b) { return a->serial < b->serial; });
+  *out = movers;
+  return count;
+}
+
 /* Undoes the fallible half of link(). */
-void unlinkPartial(QlgObjConfig* n, QlgObjConfig* p, bool addedToParent, char** copies, int nCopies) {
-  for (int i = 0; i < nCopies; ++i) QlgMem_free(copies[i]);
+void unlinkPartial(QlgObjConfig* n, char** copies, long nCopies) {
+  for (long i = 0; i < nCopies; ++i) QlgMem_free(copies[i]);
   QlgMem_free(copies);
   while (QlgStringGroup_first(n->children))
     QlgStringGroup_removeEntry(n->children, QlgStringGroup_first(n->children));
-  if (addedToParent) QlgStringGroup_remove(p->children, n->name);
   QlgStringGroup_remove(g_store.names, n->name);
   QlgStringToObjCfgMap_remove(g_store.map, n->name);
 }
@@ -102,53 +163,45 @@ int link(QlgObjConfig* n) {
     QlgStringToObjCfgMap_remove(g_store.map, n->name);
     return 0;
   }
+  n->serial = ++g_store.serial;
   QlgObjConfig* p = isRootName(n->parentName) ? nullptr : peek(n->parentName);
-  if (!p) return 1; /* the root keeps no list of children */
+  if (!p) return 1; /* the root keeps no list of children, so nothing waits */
 
-  /* With n in the store, a child of p whose nearest configured prefix is
-     now n belongs under n. */
-  size_t nLen = std::strlen(n->name);
-  int moves = 0;
-  for (QlgStringGroupEntry* e = QlgStringGroup_first(p->children); e; e = QlgStringGroup_next(e))
-    if (movesUnder(e->key, n->name, nLen)) ++moves;
-
+  QlgObjConfig** movers = nullptr;
+  long moves = findMovers(n, p, &movers);
   char** copies = nullptr;
-  int made = 0;
-  bool ok = true;
-  if (moves > 0) {
+  long made = 0;
+  bool ok = moves >= 0 &&
+            QlgKeyIndex_reserve(&g_store.waiting, g_store.waiting ? g_store.waiting->used + missingPrefixes(n) : missingPrefixes(n));
+  if (ok && moves > 0) {
     copies = static_cast<char**>(QlgMem_alloc(sizeof(char*) * static_cast<size_t>(moves)));
     ok = copies != nullptr;
   }
-  for (QlgStringGroupEntry* e = QlgStringGroup_first(p->children); ok && e; e = QlgStringGroup_next(e)) {
-    if (!movesUnder(e->key, n->name, nLen)) continue;
+  for (long i = 0; ok && i < moves; ++i) {
     copies[made] = QlgMem_strdup(n->name);
-    if (!copies[made]) {
-      ok = false;
-      break;
-    }
+    if (!copies[made]) break;
     ++made;
-    ok = QlgStringGroup_append(n->children, e->key) != 0;
+    ok = QlgStringGroup_append(n->children, movers[i]->name) != 0;
   }
-  bool addedToParent = ok && QlgStringGroup_append(p->children, n->name);
-  if (!addedToParent) {
-    unlinkPartial(n, p, false, copies, made);
+  ok = ok && made == (moves > 0 ? moves : 0) && QlgStringGroup_append(p->children, n->name);
+  QlgMem_free(movers);
+  if (!ok) {
+    unlinkPartial(n, copies, made);
     return 0;
   }
 
   /* Nothing can fail from here on. */
-  int i = 0;
+  long i = 0;
   for (QlgStringGroupEntry* e = QlgStringGroup_first(n->children); e; e = QlgStringGroup_next(e)) {
     QlgObjConfig* k = peek(e->key);
-    if (k) {
-      QlgMem_free(k->parentName);
-      k->parentName = copies[i];
-    } else {
-      QlgMem_free(copies[i]);
-    }
-    ++i;
+    QlgMem_free(k->parentName);
+    k->parentName = copies[i++];
     QlgStringGroup_remove(p->children, e->key);
   }
   QlgMem_free(copies);
+  /* n now exists, so nothing waits for its name any more. */
+  forEachWaiting(n->name, std::strlen(n->name), [](QlgObjConfig*) { return true; });
+  fileWaiting(n);
   return 1;
 }
 
@@ -181,8 +234,10 @@ void QlgObjConfig_shutdown(void) {
   if (!g_store.initialised) return;
   QlgStringToObjCfgMap_destroy(g_store.map);
   QlgStringGroup_destroy(g_store.names);
+  QlgKeyIndex_destroy(g_store.waiting);
   g_store.map = nullptr;
   g_store.names = nullptr;
+  g_store.waiting = nullptr;
   g_store.initialised = 0;
 }
 

@@ -27,6 +27,7 @@ struct QlgObjConfig {
   QlgStringGroup* children;/* names of configurations whose parent this is */
   QlgProps* props;         /* own properties in file order; null until the first */
   unsigned char definedByFile; /* first created by an entry of the properties file */
+  size_t serial;           /* creation order within the store */
 };
 
 /* Creates the store (nothing when it exists).  0 when out of memory: the

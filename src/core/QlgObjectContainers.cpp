@@ -15,6 +15,8 @@ struct ListenerTraits {
     return true;
   }
   static void drop(Value v) { QlgObject_release(v); }
+  static size_t hash(const char*, Value v) { return QlgKeyIndex_hashPointer(v); }
+  static size_t hashEntry(const QlgListenerGroupEntry* e) { return QlgKeyIndex_hashPointer(e->value); }
   static bool same(const QlgListenerGroupEntry* e, const char*, Value v) { return e->value == v; }
   static void setHead(QlgListenerGroupEntry*, QlgListenerGroup*) {}
 };
@@ -28,6 +30,8 @@ struct ObjTraits {
     return true;
   }
   static void drop(Value v) { QlgObject_release(v); }
+  static size_t hash(const char* key, Value) { return ardel::keyHash(key); }
+  static size_t hashEntry(const QlgStringToObjMapEntry* e) { return ardel::keyHash(e->key); }
   static bool same(const QlgStringToObjMapEntry* e, const char* key, Value) {
     return ardel::keysEqual(e->key, key);
   }
@@ -43,6 +47,8 @@ struct ClassTraits {
     return true;
   }
   static void drop(Value) {}
+  static size_t hash(const char* key, Value) { return ardel::keyHash(key); }
+  static size_t hashEntry(const QlgStringToObjClassMapEntry* e) { return ardel::keyHash(e->key); }
   static bool same(const QlgStringToObjClassMapEntry* e, const char* key, Value) {
     return ardel::keysEqual(e->key, key);
   }

@@ -6,6 +6,7 @@
 #ifndef ARDEL_QLGOBJECTCONTAINERS_H
 #define ARDEL_QLGOBJECTCONTAINERS_H
 
+#include <stddef.h>
 #include <ardel/QlgObject.h>
 
 ARDEL_BEGIN_C
@@ -21,6 +22,8 @@ typedef struct QlgListenerGroupEntry {
 typedef struct QlgListenerGroup {
   QlgListenerGroupEntry* first;
   QlgListenerGroupEntry* last;
+  size_t count;
+  struct QlgKeyIndex* index; /* null below a few entries */
 } QlgListenerGroup;
 
 QlgListenerGroup* QlgListenerGroup_create(void);
@@ -47,6 +50,8 @@ typedef struct QlgStringToObjMapEntry {
 typedef struct QlgStringToObjMap {
   QlgStringToObjMapEntry* first;
   QlgStringToObjMapEntry* last;
+  size_t count;
+  struct QlgKeyIndex* index; /* null below a few entries */
 } QlgStringToObjMap;
 
 QlgStringToObjMap* QlgStringToObjMap_create(void);
@@ -75,6 +80,8 @@ typedef struct QlgStringToObjClassMapEntry {
 typedef struct QlgStringToObjClassMap {
   QlgStringToObjClassMapEntry* first;
   QlgStringToObjClassMapEntry* last;
+  size_t count;
+  struct QlgKeyIndex* index; /* null below a few entries */
 } QlgStringToObjClassMap;
 
 QlgStringToObjClassMap* QlgStringToObjClassMap_create(void);

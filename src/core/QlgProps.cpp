@@ -59,36 +59,18 @@ int QlgProps_getBool(const QlgProps* props, const char* key, int* found) {
   return 0;
 }
 
-/* "%d" for the common shape (blanks, a sign, at most nine digits) without
-   the cost of sscanf; anything else is left to sscanf itself. */
-static bool scanSmallInt(const char* v, int* out) {
-  const char* p = v;
-  while (*p == ' ' || (*p >= '\t' && *p <= '\r')) p++;
-  bool negative = *p == '-';
-  if (*p == '-' || *p == '+') p++;
-  int digits = 0;
-  int n = 0;
-  while (*p >= '0' && *p <= '9' && digits < 10) {
-    n = n * 10 + (*p++ - '0');
-    digits++;
-  }
-  if (digits == 0 || digits > 9) return false;
-  *out = negative ? -n : n;
-  return true;
-}
-
+/* The scanf "%d" reading, except that a number beyond the type's range
+   cannot be read (found 0) instead of wrapping around. */
 int32_t QlgProps_getInt(const QlgProps* props, const char* key, int* found) {
-  const char* v = valueOf(props, key);
-  int n = 0;
-  int ok = v && (scanSmallInt(v, &n) || std::sscanf(v, "%d", &n) == 1);
+  int64_t n = 0;
+  int ok = CxChars_scanInteger(valueOf(props, key), INT32_MIN, INT32_MAX, &n);
   setFound(found, ok);
-  return ok ? n : 0;
+  return ok ? static_cast<int32_t>(n) : 0;
 }
 
 int64_t QlgProps_getInt64(const QlgProps* props, const char* key, int* found) {
-  const char* v = valueOf(props, key);
   int64_t n = 0;
-  int ok = v && std::sscanf(v, "%" SCNd64, &n) == 1;
+  int ok = CxChars_scanInteger(valueOf(props, key), INT64_MIN, INT64_MAX, &n);
   setFound(found, ok);
   return ok ? n : 0;
 }

@@ -18,6 +18,8 @@ struct CfgTraits {
     return true;
   }
   static void drop(Value v) { QlgObjConfig_releaseUnlocked(v); }
+  static size_t hash(const char* key, Value) { return ardel::keyHash(key); }
+  static size_t hashEntry(const QlgStringToObjCfgMapEntry* e) { return ardel::keyHash(e->key); }
   static bool same(const QlgStringToObjCfgMapEntry* e, const char* key, Value) {
     return ardel::keysEqual(e->key, key);
   }
@@ -45,10 +47,8 @@ QlgObjConfig* QlgStringToObjCfgMap_peek(const QlgStringToObjCfgMap* m, const cha
 }
 
 QlgObjConfig* QlgStringToObjCfgMap_peekN(const QlgStringToObjCfgMap* m, const char* text, size_t n) {
-  if (!m || !text) return nullptr;
-  for (QlgStringToObjCfgMapEntry* e = m->first; e; e = e->next)
-    if (std::strlen(e->key) == n && std::memcmp(e->key, text, n) == 0) return e->value;
-  return nullptr;
+  QlgStringToObjCfgMapEntry* e = List::findN(m, text, n);
+  return e ? e->value : nullptr;
 }
 
 QlgObjConfig* QlgStringToObjCfgMap_find(const QlgStringToObjCfgMap* m, const char* key) {

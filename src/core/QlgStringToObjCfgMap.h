@@ -25,6 +25,8 @@ typedef struct QlgStringToObjCfgMapEntry {
 typedef struct QlgStringToObjCfgMap {
   QlgStringToObjCfgMapEntry* first;
   QlgStringToObjCfgMapEntry* last;
+  size_t count;
+  struct QlgKeyIndex* index; /* null below a few entries */
 } QlgStringToObjCfgMap;
 
 QlgStringToObjCfgMap* QlgStringToObjCfgMap_create(void);

@@ -6,7 +6,8 @@
  * States: no lock -> lock created, not initialised -> initialised.  A
  * successful start lives until the process ends; only a properties file
  * that cannot be read shuts the toolkit down again, so that a later start
- * begins from scratch.
+ * begins from scratch.  The lock, once made, is never destroyed: threads
+ * may be queued on it when a start-up fails.
  */
 #include <ardel/QlgToolkit.h>
 #include <ardel/QlgLogger.h>
@@ -204,9 +205,13 @@ void QlgToolkit_shutdown(void) {
   }
   QlgI18Msg_shutdown();
   g_initialised = false;
-  CxMutex* lock = g_lock.exchange(nullptr, std::memory_order_acq_rel);
-  reportLockFailure(CxMutex_unlock(lock));
-  reportLockFailure(CxMutex_close(&lock));
+  /* The lock itself stays: other threads may be waiting on it right now
+     (a failed start-up runs this while they queue for their own start), and
+     any thread may take it again later.  Destroying it under them would
+     free a mutex they block on, and a fresh one made afterwards would let
+     two threads in at once.  It is kept for the life of the process; its
+     only resource is its memory. */
+  QlgToolkit_leave();
 }
 
 }  // extern "C"

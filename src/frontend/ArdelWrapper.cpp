@@ -1,14 +1,17 @@
 /*
  * ArdelWrapper: shared per-component handles on the component records.
- * The slots are plain static pointers (no lock): the class is meant to be
- * set up before tracing threads start, and a racing first request merely
- * leaks one small handle.
+ * A slot is filled once, under the toolkit lock, and published complete,
+ * so threads that ask for a component at the same moment share one handle.
  */
 #include <ardel/ArdelWrapper.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <new>
+
+#include <ardel/QlgToolkit.h>
+
+#include "frontend/Published.h"
 
 ArdelWrapper* ArdelWrapper::HardwareWrapper_ = nullptr;
 ArdelWrapper* ArdelWrapper::VpdWrapper_ = nullptr;
@@ -67,20 +70,30 @@ ArdelWrapper::~ArdelWrapper() {}
 ArdelWrapper* ArdelWrapper::getInstance(ArdelLogType type) {
   ArdelWrapper** slot = slotOf(type);
   if (!slot) return nullptr;
-  if (!*slot) *slot = new (std::nothrow) ArdelWrapper(createWrapper(type));
-  return *slot;
+  ArdelWrapper* w = loadPublished(*slot);
+  if (w) return w;
+  int locked = QlgToolkit_enter();
+  w = loadPublished(*slot);
+  if (!w) {
+    w = new (std::nothrow) ArdelWrapper(createWrapper(type));
+    publish(*slot, w);
+  }
+  if (locked) QlgToolkit_leave();
+  return w;
 }
 
 void ArdelWrapper::cleanupInstances() {
   /* The historical teardown order, kept as it is. */
   static const ArdelLogType order[] = {SW, HW, XSE, COM, FS, PLUGIN, USE, NET};
+  int locked = QlgToolkit_enter();
   for (ArdelLogType type : order) {
     ArdelWrapper** slot = slotOf(type);
     if (*slot) {
       delete *slot;
-      *slot = nullptr;
+      publish(*slot, static_cast<ArdelWrapper*>(nullptr));
     }
   }
+  if (locked) QlgToolkit_leave();
 }
 
 void ArdelWrapper::initialize(const char* path) { (void)initializeWrapper(path); }

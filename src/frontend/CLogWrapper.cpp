@@ -20,6 +20,7 @@
 #include <ardel/QlgToolkit.h>
 
 #include "frontend/CLogWrapperInt.h"
+#include "frontend/Published.h"
 
 namespace {
 
@@ -299,10 +300,19 @@ void CLogWrapper_init(CLogWrapper* w, const char* loggerName) {
 CLogWrapper* createWrapper(int type) {
   if (type < 0 || type >= kComponents) return nullptr;
   CLogWrapper* w = &s_records[type];
-  if (s_filled[type] == 0) {
-    CLogWrapper_init(w, kLoggerNames[type]);
-    /* Set whatever the outcome: a failed fill is not retried. */
-    s_filled[type] = 1;
+  if (loadPublished(s_filled[type]) == 0) {
+    /* Once only: a second fill would clear the record while the first
+       filler already traces through it.  The toolkit's lock (recursive,
+       and taken by the fill anyway) keeps fillers apart; the flag is
+       published after the record is complete, so a thread that sees it set
+       reads a finished record without any lock. */
+    int locked = QlgToolkit_enter();
+    if (loadPublished(s_filled[type]) == 0) {
+      CLogWrapper_init(w, kLoggerNames[type]);
+      /* Set whatever the outcome: a failed fill is not retried. */
+      publish(s_filled[type], 1);
+    }
+    if (locked) QlgToolkit_leave();
   }
   return w;
 }

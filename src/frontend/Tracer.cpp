@@ -1,14 +1,18 @@
 /*
  * Tracer selection: the one process-wide factory chosen by initialize (or
  * by the first getInstance), and the per-component cache every factory
- * keeps.  Plain static data, no lock: the choice is meant to be made once
- * before tracing starts.
+ * keeps.  Both are settled under the toolkit lock and published complete,
+ * so threads that make the first request together share one factory and
+ * one tracer per component; once settled they are read without a lock.
  */
 #include <ardel/Tracer.h>
 
 #include <new>
 
+#include <ardel/QlgToolkit.h>
+
 #include "frontend/CLogWrapperInt.h"
+#include "frontend/Published.h"
 #include "frontend/TracerImpl.h"
 
 TracerFactory* Tracer::_tracerFactory = nullptr;
@@ -44,23 +48,32 @@ Tracer::~Tracer() {}
 
 int Tracer::initialize(Type type, const char* path) {
   /* The first choice stands; later ones are ignored. */
-  if (_inited) return 0;
-  CLOGWRAPPER_ASSERT(_tracerFactory == NULL);
-  _tracerFactory = makeFactory(type, path);
-  if (_tracerFactory) _inited = true;
-  return _inited ? 0 : -1;
+  if (loadPublished(_inited)) return 0;
+  int locked = QlgToolkit_enter();
+  if (!_inited) {
+    CLOGWRAPPER_ASSERT(_tracerFactory == NULL);
+    _tracerFactory = makeFactory(type, path);
+    if (_tracerFactory) publish(_inited, true);
+  }
+  int rc = _inited ? 0 : -1;
+  if (locked) QlgToolkit_leave();
+  return rc;
 }
 
 Tracer& Tracer::getInstance(Component component) {
-  if (!_inited) {
-    CLOGWRAPPER_ASSERT(_tracerFactory == NULL);
-    int rc = -1;
-    _tracerFactory = makeFactory(ARDEL, nullptr);
-    if (_tracerFactory) {
-      _inited = true;
-      rc = 0;
+  if (!loadPublished(_inited)) {
+    int locked = QlgToolkit_enter();
+    if (!_inited) {
+      CLOGWRAPPER_ASSERT(_tracerFactory == NULL);
+      int rc = -1;
+      _tracerFactory = makeFactory(ARDEL, nullptr);
+      if (_tracerFactory) {
+        publish(_inited, true);
+        rc = 0;
+      }
+      CLOGWRAPPER_ASSERT(rc == 0);
     }
-    CLOGWRAPPER_ASSERT(rc == 0);
+    if (locked) QlgToolkit_leave();
   }
   CLOGWRAPPER_ASSERT(_tracerFactory != NULL);
   Tracer* tracer = _tracerFactory ? _tracerFactory->create(component) : nullptr;
@@ -68,11 +81,14 @@ Tracer& Tracer::getInstance(Component component) {
 }
 
 void Tracer::cleanup() {
-  if (!_inited) return;
-  CLOGWRAPPER_ASSERT(_tracerFactory != NULL);
-  delete _tracerFactory;
-  _tracerFactory = nullptr;
-  _inited = false;
+  int locked = QlgToolkit_enter();
+  if (_inited) {
+    CLOGWRAPPER_ASSERT(_tracerFactory != NULL);
+    delete _tracerFactory;
+    _tracerFactory = nullptr;
+    publish(_inited, false);
+  }
+  if (locked) QlgToolkit_leave();
 }
 
 TracerFactory::~TracerFactory() {}
@@ -93,8 +109,16 @@ CachingTracerFactory::~CachingTracerFactory() {
 Tracer* CachingTracerFactory::create(Tracer::Component component) {
   Tracer* tracer = nullptr;
   if (component >= 0 && component < TRACER_COMPONENTS) {
-    if (!_tracers[component]) _tracers[component] = make(component);
-    tracer = _tracers[component];
+    tracer = loadPublished(_tracers[component]);
+    if (!tracer) {
+      int locked = QlgToolkit_enter();
+      tracer = loadPublished(_tracers[component]);
+      if (!tracer) {
+        tracer = make(component);
+        publish(_tracers[component], tracer);
+      }
+      if (locked) QlgToolkit_leave();
+    }
   }
   CLOGWRAPPER_ASSERT(tracer != 0);
   return tracer;

@@ -70,4 +70,41 @@ int CxChars_concat(char* dst, size_t size, const char* src) {
   return n == add;
 }
 
+int CxChars_scanInteger(const char* text, int64_t min, int64_t max, int64_t* out) {
+  if (!text || min > max) return 0;
+  const char* p = text;
+  while (*p == ' ' || (*p >= '\t' && *p <= '\r')) ++p;
+  bool negative = *p == '-';
+  if (*p == '-' || *p == '+') ++p;
+  if (*p < '0' || *p > '9') return 0;
+  /* The magnitude is gathered unsigned and compared with the limit of its
+     sign, so no value of any length can overflow on the way. */
+  uint64_t limit;
+  if (negative)
+    limit = min < 0 ? static_cast<uint64_t>(-(min + 1)) + 1 : 0;
+  else
+    limit = max < 0 ? 0 : static_cast<uint64_t>(max);
+  uint64_t magnitude = 0;
+  bool outside = false;
+  for (; *p >= '0' && *p <= '9'; ++p) {
+    unsigned digit = static_cast<unsigned>(*p - '0');
+    if (outside || magnitude > (limit - digit) / 10 || digit > limit) {
+      outside = true; /* scanf reads every digit; so do we */
+      continue;
+    }
+    magnitude = magnitude * 10 + digit;
+  }
+  if (outside) return 0;
+  int64_t value;
+  if (!negative)
+    value = static_cast<int64_t>(magnitude);
+  else if (magnitude == 0)
+    value = 0;
+  else
+    value = -static_cast<int64_t>(magnitude - 1) - 1;
+  if (value < min || value > max) return 0;
+  *out = value;
+  return 1;
+}
+
 }  // extern "C"

@@ -8,6 +8,7 @@
 #define ARDEL_CXCHARS_H
 
 #include <stddef.h>
+#include <stdint.h>
 #include <ardel/export.h>
 
 ARDEL_BEGIN_C
@@ -31,6 +32,11 @@ int CxChars_copy(char* dst, size_t size, const char* src);
 /* Appends src to the text in dst (size bytes in all), always terminated.
    1 when the whole text fitted, 0 when it was cut or dst holds no terminator. */
 int CxChars_concat(char* dst, size_t size, const char* src);
+/* Reads a decimal integer at the start of text as scanf's "%d" does
+   (leading blanks, an optional sign, the digits; what follows is ignored)
+   into *out.  A number outside [min, max] cannot be read, like text without
+   digits: 0 is returned and *out is left alone.  1 when read. */
+int CxChars_scanInteger(const char* text, int64_t min, int64_t max, int64_t* out);
 
 ARDEL_END_C
 

@@ -10,8 +10,8 @@
  *   free list per size class, so those blocks are reused without a trip
  *   through malloc.  Every block carries a 16-byte header with its
  *   capacity, which also lets realloc grow in place within the class.
- *   Under AddressSanitizer or ThreadSanitizer the lists are off, so the
- *   tools see every allocation and free as it happens.
+ *   Under AddressSanitizer, ThreadSanitizer or valgrind the lists are off,
+ *   so the tools see every allocation and free as it happens.
  */
 #include <ardel/QlgMem.h>
 #include "util/QlgMemTest.h"
@@ -53,11 +53,24 @@ static_assert(sizeof(Header) == 16, "the header keeps malloc's 16-byte alignment
 const size_t kClassSize[] = {32, 64, 128, 256, 1024};
 const int kClasses = sizeof kClassSize / sizeof kClassSize[0];
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-const int kCacheDepth = 0;
-#else
-const int kCacheDepth = 64;
+#if __has_include(<valgrind/valgrind.h>)
+#include <valgrind/valgrind.h>
 #endif
+
+/* Valgrind must see every free as it happens too, so under it the lists are
+   off as well; that is known only once the program runs.  Until the depth
+   is initialised it reads 0, which merely sends the first blocks straight
+   to malloc and free. */
+int cacheDepth() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return 0;
+#elif defined(RUNNING_ON_VALGRIND)
+  return RUNNING_ON_VALGRIND ? 0 : 64;
+#else
+  return 64;
+#endif
+}
+const int kCacheDepth = cacheDepth();
 
 /* Class of a request, or -1 for a block too large to cache. */
 inline int classOf(size_t size) {

@@ -13,6 +13,8 @@ struct GroupTraits {
     return true;
   }
   static void drop(Value) {}
+  static size_t hash(const char* key, Value) { return ardel::keyHash(key); }
+  static size_t hashEntry(const QlgStringGroupEntry* e) { return ardel::keyHash(e->key); }
   static bool same(const QlgStringGroupEntry* e, const char* key, Value) {
     return ardel::keysEqual(e->key, key);
   }

@@ -4,6 +4,7 @@
 #ifndef ARDEL_QLGSTRINGGROUP_H
 #define ARDEL_QLGSTRINGGROUP_H
 
+#include <stddef.h>
 #include <ardel/export.h>
 
 ARDEL_BEGIN_C
@@ -18,6 +19,8 @@ typedef struct QlgStringGroupEntry {
 typedef struct QlgStringGroup {
   QlgStringGroupEntry* first;
   QlgStringGroupEntry* last;
+  size_t count;
+  struct QlgKeyIndex* index; /* null below a few entries */
 } QlgStringGroup;
 
 QlgStringGroup* QlgStringGroup_create(void);

@@ -13,6 +13,8 @@ struct StringTraits {
     return *stored != nullptr;
   }
   static void drop(Value v) { QlgMem_free(v); }
+  static size_t hash(const char* key, Value) { return ardel::keyHash(key); }
+  static size_t hashEntry(const QlgStringToStringMapEntry* e) { return ardel::keyHash(e->key); }
   static bool same(const QlgStringToStringMapEntry* e, const char* key, Value) {
     return ardel::keysEqual(e->key, key);
   }

@@ -6,6 +6,7 @@
 #ifndef ARDEL_QLGSTRINGTOSTRINGMAP_H
 #define ARDEL_QLGSTRINGTOSTRINGMAP_H
 
+#include <stddef.h>
 #include <ardel/export.h>
 
 ARDEL_BEGIN_C
@@ -21,6 +22,8 @@ typedef struct QlgStringToStringMapEntry {
 typedef struct QlgStringToStringMap {
   QlgStringToStringMapEntry* first;
   QlgStringToStringMapEntry* last;
+  size_t count;
+  struct QlgKeyIndex* index; /* null below a few entries */
 } QlgStringToStringMap;
 
 QlgStringToStringMap* QlgStringToStringMap_create(void);
