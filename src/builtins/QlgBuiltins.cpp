@@ -15,6 +15,8 @@
 #include "formatters/QlgXmlFormatter.h"
 #include "formatters/QlgZarvoTraceFormatter.h"
 #include "handlers/QlgConsoleHandler.h"
+#include "handlers/QlgFFDCTriggerHandler.h"
+#include "handlers/QlgFileCopyHandler.h"
 #include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
 #include "handlers/QlgMultiProcFileHandler.h"
@@ -70,7 +72,14 @@ const BuiltinClass kBuiltins[] = {
      nullptr, nullptr},
     {QLG_KIND_FORMATTER, "qlg_zarvotraceformatter", 0, nullptr, nullptr, nullptr,
      SLOT(QlgZarvoTraceFormatter_format), nullptr, nullptr, nullptr},
-    /* The FFDC trigger and file-copy handlers follow here. */
+    /* The plain trigger handler publishes nothing: it only supplies the
+       trigger, directory and quota operations. */
+    {QLG_KIND_HANDLER, "qlg_ffdc_trigger_handler", 141, QlgFFDCTrigger_create,
+     QlgFFDCTrigger_destroy, QlgFFDCTrigger_propertyChanged, nullptr, SLOT(QlgFFDCTrigger_open),
+     SLOT(QlgFFDCTrigger_close), nullptr},
+    {QLG_KIND_HANDLER, "qlg_ffdc_filecopy_handler", 142, QlgFileCopy_create, QlgFileCopy_destroy,
+     QlgFileCopy_propertyChanged, SLOT(QlgFileCopy_publish), SLOT(QlgFFDCTrigger_open),
+     SLOT(QlgFFDCTrigger_close), nullptr},
 };
 #undef SLOT
 

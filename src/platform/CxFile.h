@@ -92,6 +92,27 @@ int CxFile_isDirectory(const CxFilePath* path);
    applied: directories get the default permission (0777 less the umask). */
 int CxFile_makeDirs(const CxFilePath* path, int mode);
 
+/* What CxFile_lstatPath found at a path. */
+#define CX_KIND_FILE 1
+#define CX_KIND_DIRECTORY 2
+#define CX_KIND_LINK 3
+#define CX_KIND_OTHER 4
+
+/* Like CxFile_statPath, but a symbolic link at the path is described
+   itself and never followed; *kind receives one of CX_KIND_*.  Code that
+   walks or deletes inside a directory others can write to uses this, so
+   that a planted link never leads it elsewhere. */
+CxStatus CxFile_lstatPath(CxFileStat* out, const char* path, int* kind);
+/* CxFile_statPath with the kind of what the path leads to (links followed,
+   so never CX_KIND_LINK): lets a caller refuse a FIFO or a device before
+   an open could block on it. */
+CxStatus CxFile_statKind(CxFileStat* out, const char* path, int* kind);
+/* Opens the entry name inside directory dir with CX_O_* flags and mode,
+   following a symbolic link at neither: a link planted at dir's last
+   component or at name fails with 'p' 40 (ELOOP on POSIX), and a name
+   that is empty, "." or "..", or holds a separator fails with 'p' 22. */
+CxStatus CxFile_openIn(int* fd, const char* dir, const char* name, int flags, int mode);
+
 ARDEL_END_C
 
 #endif

@@ -43,6 +43,13 @@ CxStatus CxProcess_start(CxProcess* handle, const char* program, char* const arg
    looks: a running child gives success with exited = 0.  The result of an
    ended child can be asked for again.  'p' 22 for an empty handle. */
 CxStatus CxProcess_wait(CxProcess* handle, CxExitInfo* out, int waitFlag);
+/* Waits at most timeoutMs milliseconds for the child to end: success with
+   exited = 1 when it did, 'w' 258 when the time ran out (the child is then
+   still running).  'p' 22 for an empty handle. */
+CxStatus CxProcess_waitTimed(CxProcess* handle, CxExitInfo* out, int32_t timeoutMs);
+/* Ends the child at once and collects it, so that a hung child never
+   outlives the caller's patience.  'p' 22 for an empty handle. */
+CxStatus CxProcess_kill(CxProcess* handle);
 /* Releases the handle and empties it; does not stop the child.  An ended
    child is collected here; one still running is left to the system, so
    callers that care wait first.  'p' 22 for null. */

@@ -152,11 +152,13 @@ constexpr size_t kBasicFormatterCount = 3;
 /* The trigger handler reads the first eight; the file-copy handler all. */
 const PropertyInfo kFfdc[] = {
     {"baseDir", PropType::Text, "none",
-     "unset: QLGFF0012E at the first event; not a valid path: stays unset", nullptr},
+     "unset: QLGFF0012E at start (the first event); cannot be created, or a day's directory is "
+     "a link: QLGFF0013E; not a valid path: stays unset",
+     nullptr},
     {"maxDiskSpace", PropType::Int64, "10485760 (bytes)", "below 1 or not a number: ignored",
      nullptr},
     {"triggerFilter", PropType::ObjectName, "none",
-     "unset: QLGFF0011E at the first event, nothing triggers", nullptr},
+     "unset: QLGFF0011E at start (the first event), nothing triggers", nullptr},
     {"triggerRepeatTime", PropType::Int64, "0 (milliseconds)",
      "below 1 or not a number: ignored", nullptr},
     {"quotaPolicy", PropType::Enum, "QUOTA_AUTODELETE",
@@ -171,9 +173,12 @@ const PropertyInfo kFfdc[] = {
     {"filesToCopy", PropType::Text, "none",
      "separated by single spaces; missing: QLGFF0062W; not copied: QLGFF0063W", nullptr},
     {"zipFileName", PropType::Text, "none (files are copied)",
-     "\".zip\" appended when missing; no archive made: QLGFF0064E", nullptr},
+     "\".zip\" appended when missing; a name with a directory part, or no archive made: "
+     "QLGFF0064E", nullptr},
     {"zipCmdPath", PropType::Text, "none",
      "shell characters or no such file: QLGFF0065E, previous kept", nullptr},
+    {"zipTimeout", PropType::Int, "60000 (milliseconds)",
+     "below 1 or not a number: ignored; a longer zip run is ended and reported", nullptr},
 };
 constexpr size_t kTriggerCount = 8;
 

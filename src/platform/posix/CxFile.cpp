@@ -60,6 +60,21 @@ int statRecord(const CxFilePath* path, struct stat* st) {
    expected in the middle of it also means the path is missing). */
 int missingOr(int e) { return (e == ENOENT || e == ENOTDIR) ? ENOENT : e; }
 
+CxStatus statWithKind(CxFileStat* out, const char* path, int* kind, bool follow) {
+  if (!out || !kind || isEmpty(path)) return invalid();
+  struct stat st;
+  if ((follow ? stat(path, &st) : lstat(path, &st)) != 0) return errnoStatus(errno);
+  out->size = (int64_t)st.st_size;
+  out->ctime = (int64_t)st.st_ctime;
+  out->mtime = (int64_t)st.st_mtime;
+  out->atime = (int64_t)st.st_atime;
+  if (S_ISREG(st.st_mode)) *kind = CX_KIND_FILE;
+  else if (S_ISDIR(st.st_mode)) *kind = CX_KIND_DIRECTORY;
+  else if (S_ISLNK(st.st_mode)) *kind = CX_KIND_LINK;
+  else *kind = CX_KIND_OTHER;
+  return CxStatus_ok();
+}
+
 }  // namespace
 
 extern "C" {
@@ -225,6 +240,43 @@ int CxFile_makeDirs(const CxFilePath* path, int mode) {
   /* Intended: the mode is not applied; directories get the default permission. */
   if (mkdir(path->text, 0777) == 0 || errno == EEXIST) return 0;
   return errno;
+}
+
+CxStatus CxFile_lstatPath(CxFileStat* out, const char* path, int* kind) {
+  return statWithKind(out, path, kind, false);
+}
+
+CxStatus CxFile_statKind(CxFileStat* out, const char* path, int* kind) {
+  return statWithKind(out, path, kind, true);
+}
+
+CxStatus CxFile_openIn(int* fd, const char* dir, const char* name, int flags, int mode) {
+  if (!fd) return invalid();
+  *fd = -1;
+  int native;
+  if (isEmpty(dir) || isEmpty(name) || !nativeFlags(flags, &native)) return invalid();
+  if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0 || strpbrk(name, "/\\")) return invalid();
+  /* A trailing separator would make the kernel resolve a link at the last
+     component in spite of O_NOFOLLOW, so it is cut off first. */
+  char d[CX_PATH_MAX];
+  size_t len = strlen(dir);
+  if (len >= sizeof d) return CxStatus_make('p', ENAMETOOLONG);
+  memcpy(d, dir, len + 1);
+  while (len > 1 && d[len - 1] == '/') d[--len] = '\0';
+  int dfd;
+  do {
+    dfd = open(d, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  } while (dfd < 0 && errno == EINTR);
+  if (dfd < 0) return errnoStatus(errno);
+  int r;
+  do {
+    r = openat(dfd, name, native | O_NOFOLLOW, (mode_t)mode);
+  } while (r < 0 && errno == EINTR);
+  int e = errno;
+  close(dfd);
+  if (r < 0) return errnoStatus(e);
+  *fd = r;
+  return CxStatus_ok();
 }
 
 }  // extern "C"

@@ -13,10 +13,12 @@
 
 #include <errno.h>
 #include <pthread.h>
+#include <signal.h>
 #include <spawn.h>
 #include <string.h>
 #include <sys/types.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 extern char** environ;
@@ -74,6 +76,31 @@ CxStatus CxProcess_wait(CxProcess* handle, CxExitInfo* out, int waitFlag) {
   out->exited = 1;
   out->exitCode = handle->exitCode;
   return CxStatus_ok();
+}
+
+CxStatus CxProcess_waitTimed(CxProcess* handle, CxExitInfo* out, int32_t timeoutMs) {
+  if (!handle || handle->id <= 0 || !out) return invalid();
+  /* Polled with a growing pause: a child that ends at once costs one
+     short sleep, a long one no more than 20 ms of delay after its end. */
+  int64_t waitedUs = 0;
+  long pauseUs = 500;
+  for (;;) {
+    CxStatus s = CxProcess_wait(handle, out, 0);
+    if (!CxStatus_isOk(s) || out->exited) return s;
+    if (waitedUs >= (int64_t)timeoutMs * 1000) return CxStatus_make('w', 258);
+    struct timespec ts = {0, pauseUs * 1000};
+    nanosleep(&ts, nullptr);
+    waitedUs += pauseUs;
+    if (pauseUs < 20000) pauseUs *= 2;
+  }
+}
+
+CxStatus CxProcess_kill(CxProcess* handle) {
+  if (!handle || handle->id <= 0) return invalid();
+  if (handle->ended) return CxStatus_ok();
+  if (kill((pid_t)handle->id, SIGKILL) != 0 && errno != ESRCH) return CxStatus_make('p', errno);
+  CxExitInfo info;
+  return CxProcess_wait(handle, &info, 1);
 }
 
 CxStatus CxProcess_close(CxProcess* handle) {

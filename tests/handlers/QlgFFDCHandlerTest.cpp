@@ -1,0 +1,284 @@
+/*
+ * The FFDC handlers: trigger test with repeat time, one dated directory per
+ * event, the quota policies and the auto-delete order, copy mode and zip
+ * mode with the real zip (archives read back with unzip), the bounded zip
+ * run, and that nothing outside the base directory is ever written or
+ * deleted, whatever the configuration names or the tree holds.
+ */
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgMem.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "handlers/QlgFFDCTriggerHandler.h"
+#include "handlers/QlgFileCopyHandler.h"
+#include "support/Recorder.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using ardeltest::CaptureFd;
+using ardeltest::readFile;
+using ardeltest::TempDir;
+using Props = std::vector<std::pair<std::string, std::string>>;
+
+const int64_t kTime = 1700000000000;  /* the events' time */
+const char kZip[] = "/usr/bin/zip";
+
+bool exists(const std::string& p) { struct stat st; return lstat(p.c_str(), &st) == 0; }
+size_t count(const std::string& text, const std::string& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
+  return n;
+}
+std::string run(const std::string& cmd) {
+  std::string out;
+  FILE* p = popen(cmd.c_str(), "r");
+  char buf[4096];
+  for (size_t n; p && (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+  if (p) pclose(p);
+  return out;
+}
+void setAge(const std::string& path, time_t secondsAgo) {
+  struct timespec t[2] = {{time(nullptr) - secondsAgo, 0}, {time(nullptr) - secondsAgo, 0}};
+  utimensat(AT_FDCWD, path.c_str(), t, AT_SYMLINK_NOFOLLOW);
+}
+
+class FFDCTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    ardeltest::registerRecorder();
+    ardeltest::seen().clear();
+    base = dir.file("ffdc");
+    recorder = QlgObject_create("ffdc.rec", "test_recorder");
+    filter = QlgObject_create("ffdc.test.errors", "qlg_levelfilter");
+    QlgObject_storeProperty(filter, "level", "ERROR");
+    /* Source files: a binary one, a text one. */
+    src1 = dir.write("a.bin", std::string("\0\x01\xff zip\r\n", 9) + std::string(3000, 'x'));
+    src2 = dir.write("b.log", "second file\n");
+    day = base + "/" + dayOf(kTime);
+  }
+  void TearDown() override {
+    for (QlgObject* o : objects) QlgObject_release(o);
+    QlgObject_release(filter);
+    QlgObject_release(recorder);
+  }
+  static std::string dayOf(int64_t ms) {
+    time_t s = (time_t)(ms / 1000);
+    struct tm tm;
+    char buf[16];
+    localtime_r(&s, &tm);
+    strftime(buf, sizeof buf, "%Y.%m.%d", &tm);
+    return buf;
+  }
+  QlgObject* handler(const char* cls, const Props& props) {
+    static int serial = 0;
+    QlgObject* h = QlgObject_create(("ffdc.test.h" + std::to_string(++serial)).c_str(), cls);
+    Props all = {{"baseDir", base}, {"triggerFilter", "ffdc.test.errors"}, {"listenerNames", "ffdc.rec"}};
+    all.insert(all.end(), props.begin(), props.end());
+    for (const auto& p : all) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
+    objects.push_back(h);
+    return h;
+  }
+  QlgObject* copier(const Props& props) { return handler("qlg_ffdc_filecopy_handler", props); }
+  /* Publishes one event; what the toolkit reported on standard error. */
+  static std::string publish(QlgObject* h, int level = 6000, int64_t t = kTime) {
+    CaptureFd err(2);
+    QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, "boom", 0);
+    e->time = t;
+    h->cls->slots.handler.publish(h, e);
+    QlgEvent_free(e);
+    return err.text();
+  }
+  TempDir dir;
+  std::string base, day, src1, src2;
+  QlgObject* filter = nullptr;
+  QlgObject* recorder = nullptr;
+  std::vector<QlgObject*> objects;
+};
+
+TEST_F(FFDCTest, PropertiesAcceptOnlyTheirDocumentedValues) {
+  struct { const char *key, *value; int64_t maxDisk; double first; const char *policy, *zip; } cases[] = {
+      {"maxDiskSpace", "0", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
+      {"maxDiskSpace", "4096", 4096, 0.75, "QUOTA_AUTODELETE", nullptr},
+      {"firstWarning", "1", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
+      {"firstWarning", "0", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
+      {"firstWarning", "0.5", 10485760, 0.5, "QUOTA_AUTODELETE", nullptr},
+      {"quotaPolicy", "quota_ignore", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
+      {"quotaPolicy", "QUOTA_SUSPEND", 10485760, 0.75, "QUOTA_SUSPEND", nullptr},
+      {"zipFileName", "trace", 10485760, 0.75, "QUOTA_AUTODELETE", "trace.zip"},
+      {"zipFileName", "trace.zip", 10485760, 0.75, "QUOTA_AUTODELETE", "trace.zip"},
+      {"zipFileName", "", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr}};
+  for (const auto& c : cases) {
+    QlgObject* h = copier({{"zipFileName", "old"}, {c.key, c.value}});
+    QlgFFDCTriggerData* d = QlgFFDCTrigger_data(h);
+    EXPECT_EQ(d->maxDiskSpace, c.maxDisk) << c.key << "=" << c.value;
+    EXPECT_DOUBLE_EQ(d->firstWarning, c.first) << c.key << "=" << c.value;
+    EXPECT_STREQ(d->quotaPolicy, c.policy) << c.key << "=" << c.value;
+    EXPECT_STREQ(d->fileCopy->zipFileName, strcmp(c.key, "zipFileName") ? "old.zip" : c.zip);
+  }
+}
+
+TEST_F(FFDCTest, ZipCommandWithShellCharactersOrMissingIsRejectedAndPreviousKept) {
+  const char* bad[] = {"/usr/bin/zip;rm", "/usr/bin/zip&", "/usr/bin/zip|x", "/no/such/zip", "$(zip)"};
+  for (const char* value : bad) {
+    QlgObject* h = copier({{"zipCmdPath", kZip}});
+    CaptureFd err(2);
+    QlgObject_storeProperty(h, "zipCmdPath", value);
+    EXPECT_EQ(count(err.text(), "QLGFF0065E"), 1u) << value;
+    EXPECT_STREQ(QlgFFDCTrigger_data(h)->fileCopy->zipCmdPath, kZip) << value;
+  }
+}
+
+TEST_F(FFDCTest, StartReportsMissingFilterAndBaseDirOnce) {
+  QlgObject* h = QlgObject_create("ffdc.test.bare", "qlg_ffdc_filecopy_handler");
+  objects.push_back(h);
+  std::string first = publish(h);
+  EXPECT_EQ(count(first, "QLGFF0011E"), 1u);
+  EXPECT_EQ(count(first, "QLGFF0012E"), 1u);
+  EXPECT_EQ(publish(h), "");
+  EXPECT_EQ(ardeltest::seen().size(), 0u);  /* no listeners configured */
+}
+
+TEST_F(FFDCTest, TriggerFollowsFilterAndRepeatTime) {
+  /* Event (level, time) -> triggered; repeat time 60000 ms. */
+  struct { int level; int64_t t; int want; } events[] = {
+      {6000, 1000, 1}, {6000, 30000, 0}, {5000, 70000, 0}, {6000, 61000, 0}, {6000, 61001, 1},
+      {6000, 61001, 0}, {6000, 121002, 1}};
+  QlgObject* h = handler("qlg_ffdc_trigger_handler", {{"triggerRepeatTime", "60000"}});
+  h->cls->slots.handler.open(h);
+  for (const auto& e : events) {
+    QlgEvent* ev = QlgEvent_createTagged(e.level, nullptr, 0, 0, "x", 0);
+    ev->time = e.t;
+    EXPECT_EQ(QlgFFDCTrigger_isTriggered(h, ev), e.want) << e.level << "@" << e.t;
+    QlgEvent_free(ev);
+  }
+}
+
+TEST_F(FFDCTest, OneDatedDirectoryPerEventSharedByAllActions) {
+  QlgObject* h = handler("qlg_ffdc_trigger_handler", {});
+  h->cls->slots.handler.open(h);
+  QlgEvent* ev = QlgEvent_createTagged(6000, nullptr, 0, 0, "x", 0);
+  ev->time = kTime;
+  char* first = QlgFFDCTrigger_getFFDCDir(h, ev);
+  char* again = QlgFFDCTrigger_getFFDCDir(h, ev);
+  EXPECT_EQ(std::string(first ? first : ""), day + "/");
+  EXPECT_STREQ(again, first);
+  EXPECT_TRUE(exists(day));
+  /* An "ffdcDir" pointing outside the tree is not followed. */
+  QlgEvent_addStringProperty(ev, QLG_PROP_FFDCDIR, (base + "/../elsewhere/").c_str());
+  char* third = QlgFFDCTrigger_getFFDCDir(h, ev);
+  EXPECT_STREQ(third, first);
+  for (char* s : {first, again, third}) QlgMem_free(s);
+  QlgEvent_free(ev);
+}
+
+TEST_F(FFDCTest, CopyModeCopiesPresentFilesAndReportsEachMissingOne) {
+  QlgObject* h = copier({{"filesToCopy", src1 + " " + dir.file("missing.txt") + " " + src2}});
+  std::string err = publish(h);
+  EXPECT_EQ(count(err, "QLGFF0062W"), 1u) << err;
+  EXPECT_EQ(readFile(day + "/a.bin"), readFile(src1));
+  EXPECT_EQ(readFile(day + "/b.log"), readFile(src2));
+  EXPECT_EQ(publish(h, 5000), "");  /* not accepted by the filter: no capture, still forwarded */
+  EXPECT_EQ(ardeltest::seen().size(), 2u);
+}
+
+TEST_F(FFDCTest, ZipModeRunsRealZipAndArchiveHoldsTheBytes) {
+  QlgObject* h = copier({{"filesToCopy", src1 + " " + dir.file("gone") + " " + src2},
+                         {"zipFileName", "capture"}, {"zipCmdPath", kZip}});
+  std::string err = publish(h);
+  EXPECT_EQ(count(err, "QLGFF0062W"), 1u) << err;
+  std::string archive = day + "/capture.zip";
+  EXPECT_EQ(run("unzip -Z1 '" + archive + "'"), "a.bin\nb.log\n");
+  EXPECT_EQ(run("unzip -p '" + archive + "' a.bin"), readFile(src1));
+  EXPECT_EQ(run("unzip -p '" + archive + "' b.log"), readFile(src2));
+  EXPECT_EQ(ardeltest::seen().size(), 1u);
+}
+
+TEST_F(FFDCTest, ZipThatMakesNoArchiveOrHangsIsReportedAndEnded) {
+  std::string hang = dir.write("hang.sh", "#!/bin/sh\nexec sleep 30\n");
+  chmod(hang.c_str(), 0700);
+  struct { std::string cmd; const char* expect; } cases[] = {
+      {"/bin/true", "QLGFF0064E"}, {hang, "timed out"}};
+  for (const auto& c : cases) {
+    QlgObject* h = copier({{"filesToCopy", src2}, {"zipFileName", "z" + std::to_string(&c - cases)},
+                           {"zipCmdPath", c.cmd}, {"zipTimeout", "200"}});
+    std::string err = publish(h);
+    EXPECT_EQ(count(err, c.expect), 1u) << err;
+    EXPECT_EQ(count(err, "QLGFF0064E"), 1u) << err;
+  }
+  EXPECT_EQ(ardeltest::seen().size(), 2u);
+}
+
+TEST_F(FFDCTest, QuotaPoliciesWithSmallLimit) {
+  /* 1200 bytes in the tree, limit 1000, first warning at 500, 12 bytes needed. */
+  /* Messages 160 and 154 print the maximum times 1024, 161 and 155 as it is. */
+  struct { const char *policy; bool copied; const char *message, *detail; std::vector<bool> left; } cases[] = {
+      {"QUOTA_IGNORE", true, "QLGFF0060W", "space, 1024000 bytes. The current space used is 1200",
+       {true, true, true}},
+      {"QUOTA_SUSPEND", false, "QLGFF0061E", "is 1200 bytes and the", {true, true, true}},
+      /* Newest first: the two most recent go, the oldest stays. */
+      {"QUOTA_AUTODELETE", true, "QLGFF0015I", "space, 1000. This is approximately 700 bytes",
+       {true, false, false}}};
+  for (const auto& c : cases) {
+    std::string old = base + "/2000.01.01";
+    mkdir(base.c_str(), 0700);
+    mkdir(old.c_str(), 0700);
+    for (int i = 0; i < 3; i++) setAge(dir.write("ffdc/2000.01.01/f" + std::to_string(i), std::string(400, 'o')), 3000 - i * 1000);
+    QlgObject* h = copier({{"filesToCopy", src2}, {"maxDiskSpace", "1000"}, {"firstWarning", "0.5"},
+                           {"quotaPolicy", c.policy}, {"warnOnDiskSpace", "true"}});
+    std::string err = publish(h);
+    EXPECT_EQ(count(err, c.message), 1u) << c.policy << err;
+    EXPECT_EQ(exists(day + "/b.log"), c.copied) << c.policy;
+    for (int i = 0; i < 3; i++) EXPECT_EQ(exists(old + "/f" + std::to_string(i)), c.left[i]) << c.policy << i;
+    EXPECT_EQ(count(err, c.detail), 1u) << err;
+    run("rm -rf '" + base + "'");
+  }
+}
+
+TEST_F(FFDCTest, NothingOutsideTheBaseDirectoryIsWrittenOrDeleted) {
+  std::string outside = dir.write("outside.txt", std::string(5000, 's'));
+  /* Planted in the tree: a link to an outside file under a capture's name,
+     a link to the outside directory, a link where the archive goes. */
+  mkdir(base.c_str(), 0700);
+  mkdir(day.c_str(), 0700);
+  std::string real = dir.write("ffdc/real.bin", std::string(400, 'r'));
+  symlink(outside.c_str(), (day + "/b.log").c_str());
+  symlink(outside.c_str(), (day + "/cap.zip").c_str());
+  symlink(dir.path().c_str(), (base + "/2000.01.01").c_str());
+  Props props[] = {{{"filesToCopy", src2}, {"maxDiskSpace", "100"}},
+                   {{"filesToCopy", src2}, {"zipFileName", "cap"}, {"zipCmdPath", kZip}},
+                   {{"filesToCopy", src2}, {"zipFileName", "../up"}, {"zipCmdPath", kZip}},
+                   {{"filesToCopy", src2}, {"zipFileName", dir.file("abs")}, {"zipCmdPath", kZip}},
+                   {{"filesToCopy", dir.path() + "/.."}}};
+  const char* expect[] = {"", "QLGFF0064E", "QLGFF0064E", "QLGFF0064E", "QLGFF0062W"};
+  for (size_t i = 0; i < 5; i++) {
+    std::string err = publish(copier(props[i]));
+    EXPECT_EQ(*expect[i] ? count(err, expect[i]) : err.size(), *expect[i] ? 1u : 0u) << i << err;
+  }
+  EXPECT_EQ(readFile(outside), std::string(5000, 's'));
+  EXPECT_EQ(readFile(day + "/b.log"), readFile(src2));  /* the link was replaced, not followed */
+  EXPECT_TRUE(exists(src1) && exists(src2));
+  EXPECT_FALSE(exists(real));  /* the quota deleted inside the tree only */
+  EXPECT_FALSE(exists(base + "/up.zip") || exists(dir.file("up.zip")) || exists(dir.file("abs.zip")));
+  /* A link in place of the day's directory stops the capture (QLGFF0013E). */
+  std::string elsewhere = dir.file("elsewhere");
+  mkdir(elsewhere.c_str(), 0700);
+  run("rm -rf '" + day + "'");
+  symlink(elsewhere.c_str(), day.c_str());
+  std::string err = publish(copier({{"filesToCopy", src1}}));
+  EXPECT_EQ(count(err, "QLGFF0013E"), 1u) << err;
+  EXPECT_FALSE(exists(elsewhere + "/a.bin"));
+}
+
+}  // namespace
