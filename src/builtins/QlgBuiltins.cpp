@@ -18,6 +18,7 @@
 #include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
 #include "handlers/QlgMultiProcFileHandler.h"
+#include "handlers/QlgSyslogHandler.h"
 #include "handlers/QlgTASHandler.h"
 #include "msg/QlgMsgTable.h"
 
@@ -71,6 +72,9 @@ const BuiltinClass kBuiltins[] = {
     {QLG_KIND_FORMATTER, "qlg_zarvotraceformatter", 0, nullptr, nullptr, nullptr,
      SLOT(QlgZarvoTraceFormatter_format), nullptr, nullptr, nullptr},
     /* The FFDC trigger and file-copy handlers follow here. */
+    {QLG_KIND_HANDLER, "qlg_sysloghandler", 0, QlgSyslogHandler_create, QlgSyslogHandler_destroy,
+     QlgSyslogHandler_propertyChanged, SLOT(QlgSyslogHandler_publish),
+     SLOT(QlgSyslogHandler_open), SLOT(QlgSyslogHandler_close), nullptr},
 };
 #undef SLOT
 

@@ -55,7 +55,8 @@ TEST(ToolkitStartup, BuiltInClassesAreRegisteredInTheirFixedOrder) {
                                          "qlg_msgidfilter", "qlg_consolehandler",
                                          "qlg_stderrhandler", "qlg_filehandler", "qlg_tashandler",
                                          "qlg_multiproc_filehandler", "qlg_basicformatter",
-                                         "qlg_xmlformatter", "qlg_zarvotraceformatter"};
+                                         "qlg_xmlformatter", "qlg_zarvotraceformatter",
+                                         "qlg_sysloghandler"};
     EXPECT_EQ(names, expected);
     QlgClass* cls = QlgClass_find("qlg_consolehandler");
     ASSERT_NE(cls, nullptr);
