@@ -20,6 +20,7 @@
 #include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
 #include "handlers/QlgMultiProcFileHandler.h"
+#include "handlers/QlgSyslogHandler.h"
 #include "handlers/QlgTASHandler.h"
 #include "msg/QlgMsgTable.h"
 
@@ -80,6 +81,9 @@ const BuiltinClass kBuiltins[] = {
     {QLG_KIND_HANDLER, "qlg_ffdc_filecopy_handler", 142, QlgFileCopy_create, QlgFileCopy_destroy,
      QlgFileCopy_propertyChanged, SLOT(QlgFileCopy_publish), SLOT(QlgFFDCTrigger_open),
      SLOT(QlgFFDCTrigger_close), nullptr},
+    {QLG_KIND_HANDLER, "qlg_sysloghandler", 0, QlgSyslogHandler_create, QlgSyslogHandler_destroy,
+     QlgSyslogHandler_propertyChanged, SLOT(QlgSyslogHandler_publish),
+     SLOT(QlgSyslogHandler_open), SLOT(QlgSyslogHandler_close), nullptr},
 };
 #undef SLOT
 

@@ -14,6 +14,7 @@
 #ifndef ARDEL_CXPROCESS_H
 #define ARDEL_CXPROCESS_H
 
+#include <stddef.h>
 #include <stdint.h>
 #include <ardel/export.h>
 #include "platform/CxStatus.h"
@@ -58,6 +59,9 @@ int32_t CxProcess_getpid(void);
 /* Current directory into buf, which holds 260 bytes.  On failure buf is
    empty; 'p' 22 for a null buffer. */
 CxStatus CxProcess_getcwd(char* buf);
+/* The running program's short name (its file name without directories),
+   cut to size - 1 bytes; "" when the platform cannot tell. */
+void CxProcess_getProgramName(char* buf, size_t size);
 
 ARDEL_END_C
 

@@ -56,7 +56,8 @@ TEST(ToolkitStartup, BuiltInClassesAreRegisteredInTheirFixedOrder) {
                                          "qlg_stderrhandler", "qlg_filehandler", "qlg_tashandler",
                                          "qlg_multiproc_filehandler", "qlg_basicformatter",
                                          "qlg_xmlformatter", "qlg_zarvotraceformatter",
-                                         "qlg_ffdc_trigger_handler", "qlg_ffdc_filecopy_handler"};
+                                         "qlg_ffdc_trigger_handler", "qlg_ffdc_filecopy_handler",
+                                         "qlg_sysloghandler"};
     EXPECT_EQ(names, expected);
     QlgClass* cls = QlgClass_find("qlg_consolehandler");
     ASSERT_NE(cls, nullptr);

@@ -131,6 +131,29 @@ const PropertyInfo kTasHandler[] = {
     {"logInternalErrs", PropType::Bool, "true", "false silences the QLGWH messages", nullptr},
 };
 
+const PropertyInfo kSyslogHandler[] = {
+    {"transport", PropType::Enum, "unix", "other words: QLGSH0170W, value kept", "unix|udp|tcp"},
+    {"host", PropType::Text, "127.0.0.1", "collector for udp and tcp; empty: QLGSH0170W",
+     nullptr},
+    {"port", PropType::Int, "514", "1 to 65535, else QLGSH0170W", nullptr},
+    {"socketPath", PropType::Text, "/dev/log", "local datagram socket for unix; too long: "
+     "QLGSH0170W", nullptr},
+    {"facility", PropType::Text, "user",
+     "a name (kern, user, mail, daemon, auth, syslog, lpr, news, uucp, cron, authpriv, ftp, "
+     "ntp, security, console, solaris-cron, local0 to local7) or 0 to 23, else QLGSH0170W",
+     nullptr},
+    {"appName", PropType::Text, "the program's file name",
+     "1 to 48 printable ASCII characters, else QLGSH0170W", nullptr},
+    {"maxBlockMs", PropType::Int, "10",
+     "0 to 60000; longest wait for queue room per record, then the record is dropped "
+     "(QLGSH0171W, QLGSH0172W)", nullptr},
+    {"queueSize", PropType::Int, "1024", "1 to 1048576 records; read when the queue starts",
+     nullptr},
+    {"maxRecordBytes", PropType::Int, "2048",
+     "480 to 65000; longer records are cut inside the message text", nullptr},
+    {"logInternalErrs", PropType::Bool, "true", "false silences the QLGSH messages", nullptr},
+};
+
 /* The basic formatter reads the first three; the XML formatter ignores the
    separator and reads the rest. */
 const PropertyInfo kFormatters[] = {
@@ -236,6 +259,11 @@ const ClassInfo kClasses[] = {
      "A trigger handler that copies the listed files, or zips them, into the event's dated "
      "FFDC directory.",
      kFfdc, COUNT(kFfdc)},
+    {"qlg_sysloghandler", kHandler,
+     "Sends each event as an RFC 5424 record to a log collector over the local syslog "
+     "socket, UDP or TCP (octet counting) through a bounded queue and a sender thread; "
+     "reconnects after the collector restarts and counts what a full queue drops.",
+     kSyslogHandler, COUNT(kSyslogHandler)},
 };
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -140,6 +141,19 @@ CxStatus CxProcess_getcwd(char* buf) {
     return CxStatus_make('p', e);
   }
   return CxStatus_ok();
+}
+
+void CxProcess_getProgramName(char* buf, size_t size) {
+  if (!buf || size == 0) return;
+  buf[0] = 0;
+  /* /proc/self/exe names the file that was run, not what argv[0] claims. */
+  char path[4096];
+  ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+  if (n <= 0) return;
+  path[n] = 0;
+  const char* base = strrchr(path, '/');
+  base = base ? base + 1 : path;
+  snprintf(buf, size, "%s", base);
 }
 
 }  // extern "C"

@@ -1,0 +1,317 @@
+/*
+ * qlg_sysloghandler: the RFC 5424 record field by field, the property
+ * checks, and delivery to a real rsyslogd that the test starts on
+ * 127.0.0.1 with its own configuration in a temporary directory: every
+ * transport, a restart of the collector in the middle, and a dead
+ * collector that must not hold up the caller.
+ */
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <ardel/QlgEvent.h>
+#include <ardel/QlgObject.h>
+#include <ardel/QlgToolkit.h>
+#include "handlers/QlgSyslogHandler.h"
+#include "platform/CxSystem.h"
+#include "support/TestSupport.h"
+
+extern char** environ;
+
+namespace {
+
+using ardeltest::CaptureFd;
+using ardeltest::readFile;
+using ardeltest::TempDir;
+
+const int64_t kTime = 1700000000123LL; /* 2023-11-14T22:13:20.123Z */
+
+/* A port free for both TCP and UDP on 127.0.0.1 right now. */
+unsigned freePort() {
+  for (int tries = 0; tries < 50; tries++) {
+    int t = socket(AF_INET, SOCK_STREAM, 0), u = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    bool ok = bind(t, (sockaddr*)&a, sizeof a) == 0 && getsockname(t, (sockaddr*)&a, &len) == 0 &&
+              bind(u, (sockaddr*)&a, sizeof a) == 0;
+    close(t);
+    close(u);
+    if (ok) return ntohs(a.sin_port);
+  }
+  return 0;
+}
+
+bool waitFor(const std::function<bool()>& done, int ms) {
+  for (int i = 0; i < ms / 20; i++, usleep(20000))
+    if (done()) return true;
+  return done();
+}
+
+/* rsyslogd in the foreground, writing what it parsed of each record as
+   tab-separated fields, one line per record. */
+class Rsyslog {
+ public:
+  Rsyslog() : port(freePort()) {
+    dir.write("rsyslog.conf",
+              "global(workDirectory=\"" + dir.path() + "\" maxMessageSize=\"64k\")\n"
+              "module(load=\"imuxsock\" SysSock.Use=\"off\")\nmodule(load=\"imtcp\")\nmodule(load=\"imudp\")\n"
+              "input(type=\"imuxsock\" Socket=\"" + dir.file("log") + "\" useSpecialParser=\"off\" parseHostname=\"on\" ignoreTimestamp=\"off\")\n"
+              "input(type=\"imtcp\" address=\"127.0.0.1\" port=\"" + std::to_string(port) + "\")\n"
+              "input(type=\"imudp\" address=\"127.0.0.1\" port=\"" + std::to_string(port) + "\")\n"
+              "template(name=\"f\" type=\"string\" string=\"%pri%\\t%timereported:::date-rfc3339%\\t%hostname%"
+              "\\t%app-name%\\t%procid%\\t%msgid%\\t%structured-data%\\t%msg%\\n\")\n"
+              "*.* action(type=\"omfile\" file=\"" + dir.file("out") + "\" template=\"f\")\n");
+  }
+  ~Rsyslog() { stop(); }
+  static bool available() { return access("/usr/sbin/rsyslogd", X_OK) == 0; }
+  void start() {
+    std::vector<std::string> args = {"/usr/sbin/rsyslogd", "-n", "-f", dir.file("rsyslog.conf"), "-i", dir.file("pid")};
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(&a[0]);
+    argv.push_back(nullptr);
+    ASSERT_EQ(posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ), 0);
+    /* Ready once a probe record sent over TCP has come out the other end. */
+    std::string probe = "<13>1 - - probe - - - " + std::to_string(++probes);
+    ASSERT_TRUE(waitFor([&] {
+      if (readFile(dir.file("out")).find("\t" + std::to_string(probes) + "\n") != std::string::npos) return true;
+      int s = socket(AF_INET, SOCK_STREAM, 0);
+      sockaddr_in a{};
+      a.sin_family = AF_INET;
+      a.sin_port = htons((uint16_t)port);
+      a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+      std::string framed = std::to_string(probe.size()) + " " + probe;
+      if (connect(s, (sockaddr*)&a, sizeof a) == 0) (void)!write(s, framed.data(), framed.size());
+      close(s);
+      return access(dir.file("log").c_str(), F_OK) == 0 && false;
+    }, 15000)) << "rsyslogd did not come up";
+  }
+  void stop() {
+    if (pid <= 0) return;
+    kill(pid, SIGTERM);
+    int status;
+    if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, 10000)) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+    }
+    pid = -1;
+  }
+  /* The records received so far (probes left out), split into fields. */
+  std::vector<std::vector<std::string>> records() {
+    std::vector<std::vector<std::string>> out;
+    std::istringstream in(readFile(dir.file("out")));
+    for (std::string line; std::getline(in, line);) {
+      std::vector<std::string> f;
+      std::istringstream fs(line);
+      for (std::string x; std::getline(fs, x, '\t');) f.push_back(x);
+      if (f.size() == 8 && f[3] != "probe") out.push_back(f);
+    }
+    return out;
+  }
+  bool waitForRecords(size_t n, int ms = 15000) {
+    return waitFor([&] { return records().size() >= n; }, ms);
+  }
+  TempDir dir;
+  unsigned port;
+  pid_t pid = -1;
+  int probes = 0;
+};
+
+class SyslogHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(QlgToolkit_initialize(nullptr)); }
+  void TearDown() override { QlgObject_release(handler_); }
+  QlgObject* make(std::vector<std::pair<const char*, std::string>> props) {
+    static int serial = 0;
+    handler_ = QlgObject_create(("test.syslog" + std::to_string(++serial)).c_str(), "qlg_sysloghandler");
+    for (const auto& p : props) QlgObject_storeProperty(handler_, p.first, p.second.c_str());
+    return handler_;
+  }
+  QlgSyslogHandlerData* data() { return static_cast<QlgSyslogHandlerData*>(handler_->data); }
+  /* One event of each shape the record has to carry. */
+  QlgEvent* event(int i) {
+    static const std::string texts[] = {"plain text", "QLGBC0020E Out of memory.", "gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC", "bad \xFF byte"};
+    QlgEvent* e = QlgEvent_createTagged(i % 2 ? 6000 : 3000, nullptr, 0, 0, (texts[i % 4] + " #" + std::to_string(i)).c_str(), 0);
+    e->time = kTime + i;
+    if (i % 3 == 1) {
+      QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "dir/scan.c");
+      QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, 40 + i);
+      QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, "f\"q\\]");
+    }
+    if (i % 3 == 2) {
+      QlgEvent_addStringProperty(e, "product", "Scan \xE2\x82\xAC");
+      QlgEvent_addLongProperty(e, "processId", 77);
+    }
+    return e;
+  }
+  void publish(int from, int to) {
+    for (int i = from; i < to; i++) {
+      QlgEvent* e = event(i);
+      handler_->cls->slots.handler.publish(handler_, e);
+      QlgEvent_free(e);
+    }
+  }
+  /* The fields rsyslog must have parsed out of record i. */
+  std::vector<std::string> expected(int i, const std::string& app) {
+    std::string sd = i % 3 == 0 ? "-"
+                     : i % 3 == 1 ? "[src@32473 file=\"dir/scan.c\" func=\"f\\\"q\\\\\\]\" line=\"" + std::to_string(40 + i) + "\"]"
+                                  : "[pd@32473 product=\"Scan \xE2\x82\xAC\" processId=\"77\"]";
+    static const std::string msgs[] = {"plain text", "QLGBC0020E Out of memory.", "\xEF\xBB\xBFgr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC", "bad \xFF byte"};
+    char host[256] = "";
+    CxSystem_getHostName(host, sizeof host);
+    char stamp[40];
+    snprintf(stamp, sizeof stamp, "2023-11-14T22:13:20.%03dZ", 123 + i);
+    return {std::to_string(8 * 19 + (i % 2 ? 3 : 7)), stamp, host, app, std::to_string(getpid()),
+            i % 4 == 1 ? "QLGBC0020E" : "-", sd, msgs[i % 4] + " #" + std::to_string(i)};
+  }
+  void expectRecords(const std::vector<std::vector<std::string>>& got, const std::vector<int>& which) {
+    ASSERT_EQ(got.size(), which.size());
+    for (size_t k = 0; k < got.size(); k++) EXPECT_EQ(got[k], expected(which[k], "ardel-test")) << "record " << which[k];
+  }
+  QlgObject* handler_ = nullptr;
+};
+
+/* The record as written, for the shapes rsyslog is not asked about: line
+   ends, no level, no text, a full slot cut inside a character. */
+TEST_F(SyslogHandlerTest, RecordFieldsFollowRfc5424) {
+  make({{"appName", "app"}, {"facility", "local0"}});
+  strcpy(data()->hostName, "h\xC3\xA9st x");
+  struct Case { int level; const char* text; size_t cap; const char* expected; };
+  const Case cases[] = {
+      {7000, "QLGBC0020E Out of memory.\r\n", 2048, "<130>1 2023-11-14T22:13:20.123Z h__st_x app PID QLGBC0020E - QLGBC0020E Out of memory."},
+      {-9999, "x", 2048, "<133>1 2023-11-14T22:13:20.123Z h__st_x app PID - - x"},
+      {5000, "", 2048, "<132>1 2023-11-14T22:13:20.123Z h__st_x app PID - -"},
+      {4000, nullptr, 2048, "<134>1 2023-11-14T22:13:20.123Z h__st_x app PID - -"},
+      {1000, "ab\xE2\x82\xAC", 62, "<135>1 2023-11-14T22:13:20.123Z h__st_x app PID - - \xEF\xBB\xBF" "ab"},
+  };
+  std::string pid = std::to_string(getpid());
+  for (const Case& c : cases) {
+    QlgEvent* e = QlgEvent_createTagged(c.level, nullptr, 0, 0, "", 0);
+    e->time = kTime;
+    std::string want = c.expected;
+    want.replace(want.find("PID"), 3, pid);
+    char out[2048];
+    size_t cap = c.cap == 62 ? want.size() + 2 : c.cap; /* room for two bytes of the euro sign */
+    EXPECT_EQ(std::string(out, QlgSyslogHandler_formatRecord(data(), e, c.text, out, cap)), want);
+    QlgEvent_free(e);
+  }
+}
+
+TEST_F(SyslogHandlerTest, BadPropertyValuesAreReportedAndIgnored) {
+  make({});
+  const std::string longName(49, 'a'), longPath(200, 'p');
+  struct Case { const char* key; const char* value; };
+  const Case bad[] = {{"transport", "http"}, {"host", ""}, {"port", "0"}, {"port", "514x"},
+                      {"port", "65536"}, {"facility", "24"}, {"facility", "user1"},
+                      {"appName", "two words"}, {"appName", longName.c_str()},
+                      {"socketPath", longPath.c_str()}, {"maxBlockMs", "-1"},
+                      {"maxBlockMs", "10ms"}, {"queueSize", "0"}, {"maxRecordBytes", "100"}};
+  for (const Case& c : bad) {
+    CaptureFd err(2);
+    QlgObject_storeProperty(handler_, c.key, c.value);
+    EXPECT_NE(err.text().find(std::string("QLGSH0170W Property '") + c.key), std::string::npos) << c.key << "=" << c.value;
+  }
+  QlgSyslogHandlerData* d = data();
+  EXPECT_EQ(d->transport, QLG_SYSLOG_UNIX);
+  EXPECT_STREQ(d->host, "127.0.0.1");
+  EXPECT_EQ(d->port, 514u);
+  EXPECT_EQ(d->facility, 1);
+  EXPECT_STREQ(d->appName, "test_handlers");
+  EXPECT_STREQ(d->socketPath, "/dev/log");
+  EXPECT_EQ(d->maxBlockMs, 10);
+  EXPECT_EQ(d->queueSize, 1024);
+  const Case good[] = {{"facility", "LOCAL7"}, {"transport", "TCP"}, {"port", " 6514 "}, {"maxBlockMs", "0"}};
+  for (const Case& c : good) QlgObject_storeProperty(handler_, c.key, c.value);
+  EXPECT_EQ(d->facility, 23);
+  EXPECT_EQ(d->transport, QLG_SYSLOG_TCP);
+  EXPECT_EQ(d->port, 6514u);
+  EXPECT_EQ(d->maxBlockMs, 0);
+}
+
+class SyslogDelivery : public SyslogHandlerTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  void SetUp() override {
+    if (!Rsyslog::available()) GTEST_SKIP() << "rsyslogd is not installed (Debian package rsyslog)";
+    SyslogHandlerTest::SetUp();
+    server.start();
+  }
+  QlgObject* connect() {
+    return make({{"transport", GetParam()}, {"host", "127.0.0.1"}, {"port", std::to_string(server.port)},
+                 {"socketPath", server.dir.file("log")}, {"facility", "local3"}, {"appName", "ardel-test"}});
+  }
+  Rsyslog server;
+};
+
+TEST_P(SyslogDelivery, EveryRecordArrivesWithItsFieldsIntact) {
+  connect();
+  publish(0, 24);
+  ASSERT_TRUE(server.waitForRecords(24));
+  std::vector<int> all;
+  for (int i = 0; i < 24; i++) all.push_back(i);
+  expectRecords(server.records(), all);
+  EXPECT_EQ(QlgSyslogHandler_droppedCount(handler_), 0u);
+}
+
+/* Stream records written while the collector is down wait in the queue and
+   arrive after it is back; datagrams may be lost then, but only then. */
+TEST_P(SyslogDelivery, RecordsSurviveACollectorRestart) {
+  bool stream = std::string(GetParam()) == "tcp";
+  connect();
+  publish(0, 10);
+  ASSERT_TRUE(server.waitForRecords(10));
+  server.stop();
+  publish(10, 20);
+  server.start();
+  publish(20, 30);
+  ASSERT_TRUE(server.waitForRecords(stream ? 30 : 20)) << server.records().size();
+  /* the last of the datagrams after the restart are in; give the rest a moment */
+  waitFor([&] { return !server.records().empty() && server.records().back()[7].find("#29") != std::string::npos; }, 5000);
+  std::vector<std::vector<std::string>> got = server.records();
+  std::vector<int> which;
+  std::set<int> seen;
+  for (const auto& r : got) {
+    int i = std::stoi(r[7].substr(r[7].rfind('#') + 1));
+    EXPECT_TRUE(seen.insert(i).second) << "record " << i << " twice";
+    which.push_back(i);
+  }
+  for (int i = 0; i < 30; i++)
+    if (stream || i < 10 || i >= 20) {
+      EXPECT_EQ(seen.count(i), 1u) << "record " << i << " lost";
+    }
+  expectRecords(got, which);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, SyslogDelivery, ::testing::Values("tcp", "udp", "unix"));
+
+/* A collector that never answers: the queue fills, the caller waits once
+   (not once per record), and the loss is counted and reported. */
+TEST_F(SyslogHandlerTest, DeadCollectorDropsWithACountedReport) {
+  CaptureFd err(2);
+  make({{"transport", "tcp"}, {"port", std::to_string(freePort())}, {"queueSize", "4"}, {"maxBlockMs", "200"}});
+  auto begin = std::chrono::steady_clock::now();
+  publish(0, 40);
+  auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+  EXPECT_LT(ms, 40 * 200 / 4) << "records after the first drop do not wait again";
+  EXPECT_EQ(QlgSyslogHandler_droppedCount(handler_), 36u);
+  QlgObject_release(handler_);
+  handler_ = nullptr;
+  std::string text = err.text();
+  EXPECT_NE(text.find("QLGSH0171W"), std::string::npos);
+  EXPECT_EQ(text.find("QLGSH0171W"), text.rfind("QLGSH0171W")) << "reported once";
+  EXPECT_NE(text.find("dropped 36 records"), std::string::npos) << text;
+}
+
+}  // namespace
