@@ -11,6 +11,7 @@
 #include <ardel/QlgObject.h>
 #include <ardel/QlgToolkit.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,28 @@ inline void startWithRecorder(const std::string& properties) {
   ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
   registerRecorder();
   seen().clear();
+}
+
+/* Runs body in a child process on a toolkit started from properties. */
+inline void withToolkit(const std::string& properties, const std::function<void()>& body) {
+  inChild([&] {
+    startWithRecorder(properties);
+    body();
+  });
+}
+
+/* The internal reports body writes to standard error, without the time
+   stamp that opens each of them. */
+inline std::string reportsOf(const std::function<void()>& body) {
+  static const std::regex stamp("(^|\n)\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d ");
+  return std::regex_replace(stderrOf(body), stamp, "$1");
+}
+
+/* One field of every recorded event, each followed by a semicolon. */
+inline std::string seenList(std::string Seen::*field = &Seen::text) {
+  std::string s;
+  for (const Seen& e : seen()) s += e.*field + ";";
+  return s;
 }
 
 }  // namespace ardeltest
