@@ -13,8 +13,8 @@ using namespace ardeltest;
 
 namespace {
 
-/* Counts the allocation attempts of op in a fresh process, then fails each
-   in turn in a process of its own; check runs after op in the same child. */
+// Counts the allocation attempts of op in a fresh process, then fails each
+// in turn in a process of its own; check runs after op in the same child.
 void sweep(const std::function<void()>& setup, const std::function<void()>& op, const std::function<void()>& check) {
   int fds[2];
   ASSERT_EQ(pipe(fds), 0);
@@ -73,7 +73,7 @@ void logTo(const char* name) {
 TEST(FaultInjection, StartupSurvivesEveryAllocationFailure) {
   sweep([] {}, [] { stderrOf([] { QlgToolkit_initialize(configPath().c_str()); }); },
         [] {
-          /* Whatever state the failed start left, the toolkit still works. */
+          // Whatever state the failed start left, the toolkit still works.
           if (!QlgToolkit_getErrorLogger()) QlgToolkit_initialize(configPath().c_str());
           registerRecorder();
           QlgObject* app = QlgObject_create("app", nullptr);
@@ -91,7 +91,7 @@ TEST(FaultInjection, ObjectCreationReportsOrReturnsNullButNeverCrashes) {
         });
 }
 
-/* A log call delivers its event whole or drops it, to every listener of a wide group or to none. */
+// A log call delivers its event whole or drops it, to every listener of a wide group or to none.
 TEST(FaultInjection, ALogCallDeliversTheEventWholeEverywhereOrDropsIt) {
   for (const char* logger : {"app", "wide"}) {
     size_t listeners = std::string(logger) == "app" ? 1 : 10;

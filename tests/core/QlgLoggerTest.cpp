@@ -113,7 +113,7 @@ TEST(LoggerThreshold, EachLevelPassesItsCallsAndSourceLinesNeedAFile) {
 namespace {
 std::set<long>* g_ids = nullptr;
 long g_calls = 0;
-/* Runs under the toolkit lock: the set needs no lock of its own. */
+// Runs under the toolkit lock: the set needs no lock of its own.
 void countingPublish(QlgObject*, QlgEvent* event) {
   int found = 0;
   long id = QlgEvent_getInt64Property(event, "id", &found);

@@ -19,7 +19,7 @@ class ObjConfigTest : public ::testing::Test {
     QlgObjConfig_shutdown();
     ASSERT_TRUE(QlgObjConfig_startup());
   }
-  /* Creates name and drops the caller's reference: the store keeps it. */
+  // Creates name and drops the caller's reference: the store keeps it.
   static void make(const char* name) { QlgObjConfig_releaseUnlocked(QlgObjConfig_find(name)); }
   static std::string get(const char* name, const char* key) {
     QlgObjConfig* cfg = QlgObjConfig_find(name);
@@ -31,8 +31,8 @@ class ObjConfigTest : public ::testing::Test {
     QlgObjConfig_releaseUnlocked(cfg);
     return s;
   }
-  /* The whole store as text: every configuration in creation order with its
-     reference count, parent, children, own properties and file mark. */
+  // The whole store as text: every configuration in creation order with its
+  // reference count, parent, children, own properties and file mark.
   static std::string snapshot() {
     std::string out;
     for (const QlgStringGroupEntry* n = QlgStringGroup_first(QlgObjConfig_allNames()); n; n = n->next) {
@@ -60,8 +60,8 @@ TEST_F(ObjConfigTest, ParentsAreTheLongestExistingDottedPrefixAndNewConfiguratio
   QlgObjConfig_releaseUnlocked(again);
   QlgObjConfig_releaseUnlocked(a);
   for (const char* n : {"a.b.c", "a.x.y", "a.bc.d", "z.y.x", "z", "a.b"}) make(n);
-  /* Only names below a new configuration move (a.bc.d is not below a.b);
-     the root keeps no children, so z.y.x stays under "/". */
+  // Only names below a new configuration move (a.bc.d is not below a.b);
+  // the root keeps no children, so z.y.x stays under "/".
   EXPECT_EQ(snapshot(),
             "a rc=1 ^/ [a.x.y,a.bc.d,a.b,] {} f0\na.b.c rc=1 ^a.b [] {} f0\na.x.y rc=1 ^a [] {} f0\n"
             "a.bc.d rc=1 ^a [] {} f0\nz.y.x rc=1 ^/ [] {} f0\nz rc=1 ^/ [] {} f0\na.b rc=1 ^a [a.b.c,] {} f0\n");
@@ -120,7 +120,7 @@ TEST_F(ObjConfigTest, StartupIsIdempotentShutdownEmptiesTheStoreAndHeldConfigura
   EXPECT_EQ(snapshot(), "");
 }
 
-/* Builds a tree in which creating "a.b" moves two children of "a". */
+// Builds a tree in which creating "a.b" moves two children of "a".
 void buildTree() {
   QlgObjConfig_define("a", "level", "1");
   QlgObjConfig_define("a.b.c", "x", "2");

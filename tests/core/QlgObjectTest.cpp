@@ -171,7 +171,7 @@ TEST(Dispatch, ALoggerWithoutListenersReportsKey1OnEveryEventAFilterDropsSilentl
 
 namespace {
 
-/* A handler that rewires the logger "app" from inside its publish. */
+// A handler that rewires the logger "app" from inside its publish.
 void rewiringPublish(QlgObject* handler, QlgEvent* event) {
   recorderPublish(handler, event);
   QlgObject* app = QlgObject_find("app");
@@ -188,8 +188,8 @@ TEST(Dispatch, ListenersPresentWhenTheEventArrivedGetItEvenIfAPublishReplacesThe
     QlgClass_registerHandler("test_rewiring", nullptr, nullptr, nullptr, QlgObject_basePropertyChanged,
                              rewiringPublish, nullptr, nullptr);
     QlgObject* app = QlgObject_create("app", nullptr);
-    /* Only the group holds the two listeners: replacing it tears the first
-       down while its publish is still on the stack. */
+    // Only the group holds the two listeners: replacing it tears the first
+    // down while its publish is still on the stack.
     log("app", "first");
     log("app", "second");
     EXPECT_EQ(seenList(&Seen::handler), "rewire;h2;late;");

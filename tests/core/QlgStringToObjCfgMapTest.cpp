@@ -28,7 +28,7 @@ TEST(ObjCfgMap, EntriesFindsAndEntryValuesEachHoldOneReferenceAndFailedPutsTakeN
   QlgObjConfig_releaseUnlocked(found);
   QlgObjConfig_releaseUnlocked(viaEntry);
   EXPECT_EQ(QlgStringToObjCfgMap_find(map, "A.B"), nullptr) << "case-sensitive";
-  /* A prefix lookup matches whole dotted keys only. */
+  // A prefix lookup matches whole dotted keys only.
   EXPECT_EQ(QlgStringToObjCfgMap_peekN(map, "a.b.c", 3), a);
   EXPECT_EQ(QlgStringToObjCfgMap_peekN(map, "a.b.c", 1), nullptr);
   EXPECT_EQ(QlgStringToObjCfgMap_peekN(map, "a.bc", 4), nullptr);

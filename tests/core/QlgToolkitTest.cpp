@@ -78,7 +78,7 @@ TEST(ToolkitShutdown, AReportFromAHandlerClosedDuringShutdownIsDroppedNotSentToA
   inChild([] {
     ASSERT_TRUE(QlgToolkit_initialize(nullptr));
     static int closes = 0;
-    /* A handler whose close reports, as a file handler does when its last write fails. */
+    // A handler whose close reports, as a file handler does when its last write fails.
     QlgClass_registerHandler("test_reporting_close", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                              [](QlgObject*) {
                                closes++;

@@ -17,7 +17,7 @@ std::string loggerAt(const std::string& name, const std::string& level) {
   return name + ".className=qlg_basiclogger\n" + name + ".listenerNames=rec\n" + name + ".level=" + level + "\n";
 }
 
-/* Starts the toolkit from its own file and registers the recorder before any record is filled. */
+// Starts the toolkit from its own file and registers the recorder before any record is filled.
 void start(const std::string& properties) {
   static TempDir dir;
   std::string path = dir.write("TyxTrace.properties", "rec.className=test_recorder\n" + properties);
@@ -27,7 +27,7 @@ void start(const std::string& properties) {
   seen().clear();
 }
 
-/* Runs body in a fresh child on a hw record at the given logger level. */
+// Runs body in a fresh child on a hw record at the given logger level.
 void withHw(const std::string& level, const std::function<void(CLogWrapper*)>& body) {
   inChild([&] {
     start(loggerAt("hw.loggers.trcLogger", level));
@@ -57,7 +57,7 @@ int countEvaluation() { return ++g_evaluated; }
 TEST(ComponentTable, GettersShareTheRowsFixedLoggerNamesAndLevelsFromTheThresholdAtFill) {
   EXPECT_TRUE(createWrapper(8) == nullptr && createWrapper(-1) == nullptr);
   inChild([] {
-    /* The pairings that look odd: Sw is the vital-product-data logger, Xse the signature evaluator's. */
+    // The pairings that look odd: Sw is the vital-product-data logger, Xse the signature evaluator's.
     const char* names[] = {"hw", "vpd", "common", "sigeval", "fscanner", "plugin", "use", "net"};
     const char* levels[] = {"DEBUG_MAX", "DEBUG_MID", "DEBUG_MIN", "INFO", "ALL", "verbose", "FATAL"};
     const int want[] = {4, 2, 1, 0, 4, 4, 0};
@@ -99,9 +99,9 @@ TEST(ComponentTable, AFailedToolkitStartLeavesTheRecordEmptyAndIsNotRetried) {
   });
 }
 
-/* Each level passes the calls at or below it (entry and exit marks at maximum
-   only); level 0 passes none although the record is active, and the gate
-   reads the record, not the logger's later threshold. */
+// Each level passes the calls at or below it (entry and exit marks at maximum
+// only); level 0 passes none although the record is active, and the gate
+// reads the record, not the logger's later threshold.
 TEST(TraceGate, EachLevelEmitsItsCallsAtTheirToolkitLevelsByTheRecordFilledOnce) {
   const struct { const char *level, *want; bool raiseLogger; } cases[] = {
       {"DEBUG_MAX", "1000 Entry fn entry 1;1000 Exit fn exit 2;1000 fn max 3;2000 fn mid 4;3000 fn min 5;", false},

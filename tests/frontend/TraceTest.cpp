@@ -14,7 +14,7 @@
 
 namespace {
 
-/* Keeps every hand-over as "kind level file:line function [message]". */
+// Keeps every hand-over as "kind level file:line function [message]".
 class RecordingTracer : public Tracer {
  public:
   explicit RecordingTracer(int level) : level_(level) {}
@@ -42,7 +42,7 @@ class Named : public Object {
   String toString() const override { return String("named-object"); }
 };
 
-/* The message of the single log call made by body on a tracer at level 3. */
+// The message of the single log call made by body on a tracer at level 3.
 template <typename Body>
 std::string messageOf(Body body) {
   RecordingTracer tracer(3);
@@ -125,7 +125,7 @@ TEST(Trace, AFailedFormatLosesOnlyThatPieceOfText) {
   ardeltest::sweepAllocations([] {}, [&] {
     std::string got = messageOf(body);
     if (!QlgMem_failed()) return;
-    /* Exactly one piece is lost: a streamed value reads "(null)", a piece of the dump is missing. */
+    // Exactly one piece is lost: a streamed value reads "(null)", a piece of the dump is missing.
     size_t prefix = 0, suffix = 0;
     while (prefix < got.size() && prefix < full.size() && got[prefix] == full[prefix]) ++prefix;
     while (suffix < got.size() - prefix && suffix < full.size() - prefix &&

@@ -15,8 +15,8 @@ using namespace ardeltest;
 
 namespace {
 
-/* Each printed line after its time stamp ("dd/dd/dd dd:dd:dd "), the thread
-   id shown as "T" and trailing blanks of the function column cut to one. */
+// Each printed line after its time stamp ("dd/dd/dd dd:dd:dd "), the thread
+// id shown as "T" and trailing blanks of the function column cut to one.
 std::string printed(const std::string& text) {
   char tid[32];
   snprintf(tid, sizeof tid, "[%04lu]", static_cast<unsigned long>(CxThread_getId()));

@@ -15,11 +15,11 @@ TEST(CxZMSID, EachShapeIsRecognisedInTheDocumentedOrderAndEverythingElseGivesAnE
       {"ABCD123E", "ORX4.3.1", 431, 8, 'E'}, {"ABCD1234W", "ORX4.4.1", 441, 9, 'W'},
       {"ABCD12345I", "ORX4.5.1", 451, 10, 0}, {"QLGLG01E No listeners", "ORX5.2.1", 521, 8, 'E'},
       {"QLGBC123I", "ORX5.3.1", 531, 9, 'I'}, {"abcdef123W", "ORX6.3.1", 631, 10, 0},
-      /* a 10-character ID's terminator lands on the severity field */
+      // a 10-character ID's terminator lands on the severity field
       {"QLGBC0020E Out of memory.", "ORX5.4.1", 541, 10, 0},
-      /* four letters: a severity at 7 is the 3-digit form, even with more digits after it */
+      // four letters: a severity at 7 is the 3-digit form, even with more digits after it
       {"ABCD123E4567", "ORX4.3.1", 431, 8, 'E'}, {"QLG0034Exyz", "ORX3.4.1", 341, 8, 'E'},
-      /* five letters, two digits: a severity at 8 alone takes the 3-digit shape; at 7 it wins first */
+      // five letters, two digits: a severity at 8 alone takes the 3-digit shape; at 7 it wins first
       {"QLGBC12xE rest", "ORX5.3.1", 531, 9, 'E'}, {"QLGBC12WE", "ORX5.2.1", 521, 8, 'W'},
       {"ABCDEFG123E", "", 0, 0, 0}, {"QLGBC12xx", "", 0, 0, 0}, {"qlg0034e", "", 0, 0, 0},
       {"QL0034E", "", 0, 0, 0}, {"Q1234E", "", 0, 0, 0}, {"", "", 0, 0, 0}, {"QLG0034X", "", 0, 0, 0},

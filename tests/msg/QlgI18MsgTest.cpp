@@ -21,7 +21,7 @@ void add(QlgI18Msg* m, const char* s) { QlgI18Msg_addString(m, s); }
 void add(QlgI18Msg* m, int v) { QlgI18Msg_addInt(m, v); }
 void add(QlgI18Msg* m, double v) { QlgI18Msg_addDouble(m, v); }
 
-/* Adds the parameters in order, renders, and frees the message. */
+// Adds the parameters in order, renders, and frees the message.
 template <class... A>
 std::string renderWith(QlgI18Msg* msg, A... parms) {
   EXPECT_NE(msg, nullptr);

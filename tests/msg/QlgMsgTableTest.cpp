@@ -10,7 +10,7 @@
 
 namespace {
 
-/* The digits of a message ID such as "QLGBC0020E"; -1 when the text does not begin with one. */
+// The digits of a message ID such as "QLGBC0020E"; -1 when the text does not begin with one.
 long idNumber(const char* text) {
   if (strncmp(text, "QLG", 3) != 0) return -1;
   const char* p = text + 3;

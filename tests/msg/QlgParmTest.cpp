@@ -66,8 +66,8 @@ TEST(QlgParmList, KeepsOrderOwnsCopiesOfStringsAndCopiesDeeply) {
   EXPECT_EQ(QlgParmList_copy(nullptr), nullptr);
   QlgParmList_free(copy);
   QlgParmList_free(nullptr);
-  /* A failed add (the array's growth, then the string copy) leaves the list
-     as it was; a failed copy or create gives null. */
+  // A failed add (the array's growth, then the string copy) leaves the list
+  // as it was; a failed copy or create gives null.
   QlgParmList* small = QlgParmList_create();
   for (int i = 0; i < 4; i++) add(small, parm(QLG_PARM_INT, i));
   for (long i = 1; i <= 2; i++) {

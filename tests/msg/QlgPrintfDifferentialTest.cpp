@@ -32,8 +32,8 @@ Arg intArg(int v) { return Arg{'i', v, 0, nullptr}; }
 
 const int kMaxArgs = 6;
 
-/* Both printers' outputs, "count:text"; the argument list is built one typed
-   value at a time so every call has the exact variadic signature. */
+// Both printers' outputs, "count:text"; the argument list is built one typed
+// value at a time so every call has the exact variadic signature.
 template <typename... T>
 std::string callBoth(const char* format, const std::vector<Arg>& args, size_t k, T... values) {
   if (k == args.size()) {
@@ -60,7 +60,7 @@ bool agree(const std::string& both) {
   return both.compare(0, nl, both, nl + 1, std::string::npos) == 0;
 }
 
-/* One conversion; width and precision kinds: 0 none, 1 literal, 2 star. */
+// One conversion; width and precision kinds: 0 none, 1 literal, 2 star.
 struct Conversion {
   char conversion;
   std::string flags;
@@ -79,7 +79,7 @@ class Generator {
     const int fixed[] = {pick(-9, 9), pick(-100000, 100000), pick(INT_MIN, INT_MAX), INT_MIN, INT_MAX, pick(0, 255)};
     return fixed[pick(0, 5)];
   }
-  /* A double whose rounded output under the precisions chosen never needs more than 16 significant digits. */
+  // A double whose rounded output under the precisions chosen never needs more than 16 significant digits.
   double anyDouble() {
     double v[] = {static_cast<double>(pick(0, 1000000)), pick(0, 1000000) / std::pow(10.0, pick(1, 6)),
                   pick(1, 1 << 20) / std::ldexp(1.0, pick(1, 20)), pick(1, 999) * std::pow(10.0, pick(-12, -1)),
@@ -101,15 +101,15 @@ class Generator {
     c.width = c.widthKind == 1 ? pick(1, 20) : pick(-20, 20);
     c.precisionKind = c.conversion == 'c' ? 0 : pick(0, 2);
     bool real = std::string("feEgG").find(c.conversion) != std::string::npos;
-    /* Values stay below 10^6: at most nine decimals for f, 15 for e, 16 digits for g. */
+    // Values stay below 10^6: at most nine decimals for f, 15 for e, 16 digits for g.
     int maxPrecision = !real ? 12 : c.conversion == 'f' ? 9 : (c.conversion == 'e' || c.conversion == 'E') ? 15 : 16;
     c.precision = pick(c.precisionKind == 1 ? 1 : -3, maxPrecision);
     if (real) c.value = Arg{'d', 0, anyDouble(), nullptr};
     else if (c.conversion == 's') c.value = Arg{'s', 0, 0, kStrings[pick(0, 6)]};
     else c.value = intArg(c.conversion == 'c' ? pick(32, 126) : anyInt());
     if (c.precisionKind == 2 && c.precision == 0 && c.value.cls == 'i' && c.value.i == 0) c.value.i = 1;
-    /* glibc 2.36 pads a floating conversion with zeros on the right when a
-       "*N$" width is negative and 0 is set; such widths are made positive. */
+    // glibc 2.36 pads a floating conversion with zeros on the right when a
+    // "*N$" width is negative and 0 is set; such widths are made positive.
     if (real && c.widthKind == 2 && c.width < 0 && c.flags.find('0') != std::string::npos) c.width = -c.width;
     return c;
   }
@@ -131,9 +131,9 @@ std::string spec(const Conversion& c, bool positional) {
   return s + c.conversion;
 }
 
-/* A generated format and its arguments.  Positional: every argument gets its
-   own number, dealt out in a shuffled order, and now and then a conversion
-   reuses the argument of an earlier one of the same kind. */
+// A generated format and its arguments.  Positional: every argument gets its
+// own number, dealt out in a shuffled order, and now and then a conversion
+// reuses the argument of an earlier one of the same kind.
 std::pair<std::string, std::vector<Arg>> generate(Generator& g, bool positional) {
   for (;;) {
     std::string format = g.literal();
@@ -185,9 +185,9 @@ TEST(QlgPrintfDifferential, SequentialFormatsAgreeWithTheCLibrary) { compareFami
 
 TEST(QlgPrintfDifferential, PositionalFormatsAgreeWithTheCLibrary) { compareFamily(true, 977u); }
 
-/* The digit generation on its own: doubles over a wide range of magnitudes
-   and exact binary fractions whose decimal forms end in a tie, under every
-   precision that stays within 16 significant digits, and the hexadecimal form. */
+// The digit generation on its own: doubles over a wide range of magnitudes
+// and exact binary fractions whose decimal forms end in a tie, under every
+// precision that stays within 16 significant digits, and the hexadecimal form.
 TEST(QlgPrintfDifferential, FloatingDigitsAgreeWithTheCLibraryOverWideRanges) {
   std::mt19937_64 rng(4242);
   int disagreed = 0;

@@ -32,8 +32,8 @@ struct Result {
   bool allocated;
 };
 
-/* Formats into a fresh buffer through the va_list entry point; wide
-   conversions get a UTF-8 converter when wide is set. */
+// Formats into a fresh buffer through the va_list entry point; wide
+// conversions get a UTF-8 converter when wide is set.
 Result pfWith(bool wide, const char* format, ...) {
   va_list ap;
   va_start(ap, format);
@@ -84,7 +84,7 @@ struct Parms {
   ~Parms() { QlgParmList_free(list); }
 };
 
-/* formatParms as a std::string; "<null>" when it returned null. */
+// formatParms as a std::string; "<null>" when it returned null.
 std::string fp(const char* format, const Parms& parms) {
   char* out = QlgPrintf_formatParms(format, parms.list);
   std::string s = out ? std::string(out) : std::string("<null>");
@@ -155,22 +155,22 @@ TEST(QlgPrintf, FloatsRoundTiesToEvenKeepSixteenDigitsAndHaveHexInfAndNanForms) 
   EXPECT_PRINTS("0.10000000000000000000 3.33333333333333300000e-01", "%.20f %.20e", 0.1, 1.0 / 3.0);
   EXPECT_PRINTS("100000000000000000000.000000 12345678901234570000", "%f %.*f", 1e20, 0, 12345678901234567890.0);
   EXPECT_PRINTS("0.3333333333333333", "%.20g", 1.0 / 3.0);
-  /* The fixed branch of %g has precision - 1 - exponent decimals, past INT_MAX here. */
+  // The fixed branch of %g has precision - 1 - exponent decimals, past INT_MAX here.
   EXPECT_PRINTS("0.01 0.0001   1.5 0.3333333333333333", "%.2147483647g %.2147483646g %5.2147483647g %.2147483647g",
                 0.01, 0.0001, 1.5, 1.0 / 3.0);
   EXPECT_PRINTS("1" + std::string(300, '0'), "%.2147483647g", 1e300);
   EXPECT_PRINTS("inf -inf INF   inf nan", "%f %e %G %05g %f", inf, -inf, inf, inf, std::nan(""));
   EXPECT_PRINTS("0x1p+0 0X1.8P+1 0x0p+0 -0x1p-2 0x00001p+0", "%a %A %a %a %010a", 1.0, 3.0, 0.0, -0.25, 1.0);
-  /* Hexadecimal digits cut by a precision round half to even. */
+  // Hexadecimal digits cut by a precision round half to even.
   EXPECT_PRINTS("0x1.0p+0 0x2p+0 0x1.000p+0 0x1.1p+0 0x1.2p+0 0x1.2p+0 0x1.4p+0", "%.1a %.*a %.3a %.1a %.1a %.1a %.1a",
                 1.0, 0, 1.9, 1.0, 1.0625, 1.09375, 1.15625, 1.2421875);
 }
 
 namespace {
 
-/* A locale with a comma decimal point and dot grouping, used only on the
-   test thread.  When the system has none, one is compiled into the test
-   directory (once, shared by all test processes). */
+// A locale with a comma decimal point and dot grouping, used only on the
+// test thread.  When the system has none, one is compiled into the test
+// directory (once, shared by all test processes).
 locale_t germanNumericLocale() {
   static locale_t loc = [] {
     for (const char* n : {"de_DE.UTF-8", "de_DE.utf8", "de_DE"})
@@ -250,7 +250,7 @@ TEST(QlgPrintf, ParameterListsFillTheirSlotsByKindOrGiveNull) {
 
 namespace {
 
-/* Over 32 directives and 16 arguments, so the parse arrays move to the heap. */
+// Over 32 directives and 16 arguments, so the parse arrays move to the heap.
 const std::string kLongFormat = [] {
   std::string f;
   for (int i = 20; i >= 1; i--) f += "<%" + std::to_string(i) + "$s>";
@@ -262,7 +262,7 @@ int formatLong(CxStringBuff* b, const char* last) {
                           "m", "n", "o", "p", "q", "r", "s", last);
 }
 
-/* The text a failed run kept is a strict, terminated prefix of the full output, reported by its length. */
+// The text a failed run kept is a strict, terminated prefix of the full output, reported by its length.
 void expectPrefix(const CxStringBuff& b, int got, const std::string& full) {
   std::string text = b.data ? std::string(b.data, b.length) : std::string();
   EXPECT_EQ(got, static_cast<int>(text.size()));

@@ -31,13 +31,13 @@ struct CxFileTest : ::testing::Test {
   ardeltest::TempDir tmp;
   int fd = -1;
   void TearDown() override { CxFile_close(&fd); }
-  /* Writes content to name (when given) and opens it into fd. */
+  // Writes content to name (when given) and opens it into fd.
   std::string open(const std::string& name, int flags, const char* content = nullptr) {
     if (content) tmp.write(name, content);
     EXPECT_EQ(STATUS_OF(CxFile_open(&fd, tmp.file(name).c_str(), flags)), "ok") << name;
     return tmp.file(name);
   }
-  /* Every entry of a listing up to its end, read into a buffer of size bytes; past the end it keeps answering the end. */
+  // Every entry of a listing up to its end, read into a buffer of size bytes; past the end it keeps answering the end.
   std::multiset<std::string> list(const std::string& dir, size_t size = 64) {
     CxDirectory d;
     std::multiset<std::string> names;
@@ -81,7 +81,7 @@ TEST(CxFileArguments, NullEmptyOrForeignArgumentsGiveP22) {
       CxFile_write(1, nullptr, 4, &count), CxFile_stat(0, nullptr), CxFile_statPath(&st, ""),
       CxFile_statPath(&st, nullptr), CxFile_statPath(nullptr, "/"), CxFile_delete(""), CxFile_rename("", "x"),
       CxFile_rename("x", nullptr), CxFile_seek(0, 0, 7), CxFile_read(0, nullptr, 4, &count),
-      /* a native O_CREAT slipped in by mistake must not be guessed at */
+      // a native O_CREAT slipped in by mistake must not be guessed at
       CxFile_open(&fd, "/tmp/never-created", CX_O_RDWR | 0x40), CxFile_open(&fd, "/tmp/never-created", CX_O_WRONLY | CX_O_RDWR),
       CxFile_open(&fd, nullptr, CX_O_RDONLY), CxFile_open(&fd, "", CX_O_RDONLY)};
   for (const CxStatus& s : refused) EXPECT_EQ(STATUS_OF(s), "p 22");
@@ -191,7 +191,7 @@ TEST_F(CxFileTest, PathOperationsStatDeleteRenameAndTheirErrors) {
 
 TEST_F(CxFileTest, ExistsIsDirectoryAndMakeDirsReturnPlainErrorNumbers) {
   tmp.write("f", "");
-  /* path, exists, isDirectory, makeDirs (-1: not asked); backslashes are separators too */
+  // path, exists, isDirectory, makeDirs (-1: not asked); backslashes are separators too
   const struct { std::string path; int exists, isDir, make; } cases[] = {
       {tmp.path(), 0, 0, 0}, {tmp.file("f"), 0, 20, 20}, {tmp.file("nothing"), 2, 2, -1}, {tmp.file("f") + "/x", 2, -1, 20},
       {tmp.path() + "\\f", -1, 20, -1}, {tmp.file("f/sub/deeper"), -1, -1, 20}, {tmp.file("a/b/c"), -1, -1, 0},

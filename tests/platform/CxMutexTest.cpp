@@ -27,7 +27,7 @@ mode_t modeOf(const std::string& path) {
   return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
 }
 
-/* One byte from fd within ms milliseconds, or -1. */
+// One byte from fd within ms milliseconds, or -1.
 int readByte(int fd, int ms) {
   struct pollfd p = {fd, POLLIN, 0};
   char c;
@@ -40,9 +40,9 @@ int exitCodeOf(pid_t pid) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
 }
 
-/* A child that opens name, reports 'w', waits for the mutex (with ms, or
-   without limit when ms < 0) and reports 'g' or 't'; the exit code says
-   whether the outcome matched expectLock (0) and how long it waited. */
+// A child that opens name, reports 'w', waits for the mutex (with ms, or
+// without limit when ms < 0) and reports 'g' or 't'; the exit code says
+// whether the outcome matched expectLock (0) and how long it waited.
 pid_t waiter(const char* name, int ms, bool expectLock, int pipeOut = -1) {
   fflush(nullptr);
   pid_t pid = fork();
@@ -77,7 +77,7 @@ class CxMutexTest : public ::testing::Test {
   std::string savedTmpdir = saved ? saved : "";
 };
 
-/* The outcome of op(m) run by another thread. */
+// The outcome of op(m) run by another thread.
 std::string onOtherThread(CxMutex* m, CxStatus (*op)(CxMutex*)) {
   struct Attempt {
     CxMutex* m;
@@ -94,7 +94,7 @@ std::string onOtherThread(CxMutex* m, CxStatus (*op)(CxMutex*)) {
   return statusOf(a.result);
 }
 
-/* A short lockTimed made by another thread, released again when it succeeds. */
+// A short lockTimed made by another thread, released again when it succeeds.
 std::string lockFromOtherThread(CxMutex* m) {
   return onOtherThread(m, [](CxMutex* m) {
     CxStatus s = CxMutex_lockTimed(m, 50);
@@ -199,9 +199,9 @@ TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialisedAndOnlyTheHolderMay
   }
 }
 
-/* The unnamed mutex is probed from another thread; the named one through a
-   second handle of the same name in this process, so its file lock must also
-   be kept until the last unlock and survive closing another handle. */
+// The unnamed mutex is probed from another thread; the named one through a
+// second handle of the same name in this process, so its file lock must also
+// be kept until the last unlock and survive closing another handle.
 TEST_F(CxMutexTest, BothMutexesAreRecursiveAndTwoHandlesOfOneNameExcludeEachOther) {
   CxMutex* m = nullptr;
   ASSERT_EQ(statusOf(CxMutex_create(&m)), "ok");

@@ -16,7 +16,7 @@ using ardeltest::statusOf;
 
 namespace {
 
-/* Starts program with args and waits; "start status / exited code". */
+// Starts program with args and waits; "start status / exited code".
 std::string run(const char* program, std::vector<const char*> args) {
   args.push_back(nullptr);
   CxProcess p;
@@ -36,7 +36,7 @@ TEST(CxProcess, ExitCodesSignalsAndArgumentsReachTheCallerUninterpreted) {
   std::string semicolon = "x; touch " + marker;
   EXPECT_EQ(run("/bin/sh", {"-c", "exit 3"}), "1 3");
   EXPECT_EQ(run("/bin/sh", {"-c", "kill -9 $$"}), "1 137") << "128 plus the signal";
-  /* sh -c script name args...: the script sees name as $0, the rest as "$@". */
+  // sh -c script name args...: the script sees name as $0, the rest as "$@".
   EXPECT_EQ(run("/bin/sh", {"-c", "printf '%s\\n' \"$#\" \"$@\" > \"$0\"", out.c_str(), "a", "b c", "", "d"}), "1 0");
   EXPECT_EQ(ardeltest::readFile(out), "4\na\nb c\n\nd\n");
   EXPECT_EQ(run("/bin/cp", {"/proc/self/cmdline", out.c_str()}), "1 0");
@@ -79,7 +79,7 @@ TEST(CxProcess, ChildrenDoNotInheritTheToolkitsDescriptors) {
   ASSERT_EQ(statusOf(CxFile_open(&fd, tmp.file("private").c_str(), CX_O_WRONLY | CX_O_CREAT)), "ok");
   int plain = open(tmp.file("inherited").c_str(), O_WRONLY | O_CREAT, 0600);
   EXPECT_EQ(run("/bin/sh", {"-c", ("[ -e /dev/fd/" + std::to_string(fd) + " ]").c_str()}), "1 1");
-  /* The probe can see an inherited descriptor, so the 1 above means something. */
+  // The probe can see an inherited descriptor, so the 1 above means something.
   EXPECT_EQ(run("/bin/sh", {"-c", ("[ -e /dev/fd/" + std::to_string(plain) + " ]").c_str()}), "1 0");
   close(plain);
   CxFile_close(&fd);

@@ -1,9 +1,7 @@
-/*
- * The keyed containers built from the one list pattern: insertion order,
- * unique case-sensitive keys, links that hold both ways after any removal,
- * null and empty containers, and puts that fail for want of memory leaving
- * the container as it was.
- */
+// The keyed containers built from the one list pattern: insertion order,
+// unique case-sensitive keys, links that hold both ways after any removal,
+// null and empty containers, and puts that fail for want of memory leaving
+// the container as it was.
 #include <string>
 #include <vector>
 
@@ -15,8 +13,8 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-/* The entries walked forwards through the public accessors; a walk
-   backwards must agree, so that a broken back link shows. */
+// The entries walked forwards through the public accessors; a walk
+// backwards must agree, so that a broken back link shows.
 Strings entries(const QlgStringToStringMap* m) {
   Strings out, back;
   for (QlgStringToStringMapEntry* e = QlgStringToStringMap_first(m); e; e = QlgStringToStringMap_next(e)) {

@@ -1,8 +1,6 @@
-/*
- * CxPrintUtil: the integer conversion's bases, signs, prefixes, precision
- * and width rules, and digit grouping with a locale's separator and group
- * sizes passed in explicitly.
- */
+// CxPrintUtil: the integer conversion's bases, signs, prefixes, precision
+// and width rules, and digit grouping with a locale's separator and group
+// sizes passed in explicitly.
 #include <climits>
 #include <string>
 
@@ -30,23 +28,23 @@ uint64_t neg(int64_t v) { return static_cast<uint64_t>(v); }
 
 TEST(CxPrintUtilInteger, BasesSignsPrefixesPrecisionAndWidth) {
   const struct { char c; int flags, width, precision; uint64_t v; const char* out; } cases[] = {
-      /* bases and digit tables */
+      // bases and digit tables
       {'d', 0, -1, -1, 255, "255"}, {'u', 0, -1, -1, 255, "255"}, {'o', 0, -1, -1, 255, "377"},
       {'x', 0, -1, -1, 0xBEEF, "beef"}, {'X', 0, -1, -1, 0xBEEF, "BEEF"}, {'p', 0, -1, -1, 0xABC, "abc"},
       {'u', 0, -1, -1, UINT64_MAX, "18446744073709551615"}, {'o', 0, -1, -1, UINT64_MAX, "1777777777777777777777"},
-      /* signs only on signed decimal */
+      // signs only on signed decimal
       {'d', 0, -1, -1, neg(-42), "-42"}, {'d', P, -1, -1, 42, "+42"}, {'d', S, -1, -1, 42, " 42"},
       {'d', P | S, -1, -1, 42, "+42"}, {'d', P, -1, -1, neg(-42), "-42"},
       {'d', 0, -1, -1, neg(INT64_MIN), "-9223372036854775808"}, {'u', P | S, -1, -1, 42, "42"},
       {'x', P, -1, -1, neg(-1), "ffffffffffffffff"},
-      /* the alternate form prefixes non-zero values only */
+      // the alternate form prefixes non-zero values only
       {'x', A, -1, -1, 255, "0xff"}, {'X', A, -1, -1, 255, "0XFF"}, {'x', A, -1, -1, 0, "0"},
       {'o', A, -1, -1, 8, "010"}, {'o', A, -1, -1, 0, "0"}, {'o', A, -1, 5, 8, "00010"}, {'d', A, -1, -1, 8, "8"},
-      /* precision: minimum digits, cancels zero fill; 0 with value 0 prints nothing, not even padding */
+      // precision: minimum digits, cancels zero fill; 0 with value 0 prints nothing, not even padding
       {'d', 0, -1, 5, 42, "00042"}, {'d', 0, -1, 5, neg(-42), "-00042"}, {'d', Z, 8, 3, 5, "     005"},
       {'d', 0, -1, -1, 0, "0"}, {'d', 0, -1, 1, 0, "0"}, {'x', A, -1, 4, 0x1F, "0x001f"},
       {'d', 0, -1, 0, 0, ""}, {'d', 0, 6, 0, 0, ""}, {'o', A, 6, 0, 0, ""}, {'d', P, 4, 0, 0, ""}, {'d', 0, 4, 0, 7, "   7"},
-      /* width pads in front, behind, or with zeros after the sign */
+      // width pads in front, behind, or with zeros after the sign
       {'d', 0, 6, -1, 42, "    42"}, {'d', L, 6, -1, 42, "42    "}, {'d', L | Z, 6, -1, 42, "42    "},
       {'d', Z | P, 6, -1, 42, "+00042"}, {'d', Z, 6, -1, neg(-42), "-00042"}, {'x', Z | A, 8, -1, 255, "0x0000ff"},
       {'d', 0, 1, -1, 12345, "12345"}};
@@ -65,7 +63,7 @@ TEST(CxPrintUtilGrouping, SeparatorAndSizesComeFromTheGroupingAndOnlyDecimalsAre
       {'d', {"", "\3"}, G, -1, 1234567, "1234567"}, {'d', {",", ""}, G, -1, 1234567, "1234567"},
       {'d', {",", "\xFF"}, G, -1, 1234567, "1234567"}, {'d', kComma3, 0, -1, 1234567, "1234567"},
       {'x', kComma3, G, -1, 0x1234567, "1234567"}, {'o', kComma3, G, -1, 01234567, "1234567"},
-      /* sizes move on, the last repeats, CHAR_MAX stops grouping; a multi-byte separator is whole */
+      // sizes move on, the last repeats, CHAR_MAX stops grouping; a multi-byte separator is whole
       {'d', {",", "\3\2"}, G, -1, 1234567890, "1,23,45,67,890"}, {'d', {".", stop}, G, -1, 1234567890, "1234567.890"},
       {'d', {"_", "\1"}, G, -1, 1234, "1_2_3_4"},
       {'d', {"\xE2\x80\xAF", "\3"}, G, -1, 1234567, "1\xE2\x80\xAF" "234\xE2\x80\xAF" "567"}};

@@ -1,8 +1,6 @@
-/*
- * CxStringBuff: growth policy, the decimal and UTF-8 appends with their
- * intended quirks, insertion bounds, in-place conversion, and the promise
- * that a failed allocation leaves the buffer exactly as it was.
- */
+// CxStringBuff: growth policy, the decimal and UTF-8 appends with their
+// intended quirks, insertion bounds, in-place conversion, and the promise
+// that a failed allocation leaves the buffer exactly as it was.
 #include <climits>
 #include <string>
 
@@ -69,7 +67,7 @@ TEST(CxStringBuff, Utf8EncodesEveryLengthAtItsBoundariesAnd7FFInThreeBytesByInte
     EXPECT_TRUE(CxStringBuff_appendUtf8(&x.b, c.cp));
     EXPECT_EQ(x.text(), c.bytes) << std::hex << c.cp;
   }
-  /* A failed reserve falls through to the next longer form: kept on purpose. */
+  // A failed reserve falls through to the next longer form: kept on purpose.
   Buff x;
   QlgMem_failAt(1);
   EXPECT_TRUE(CxStringBuff_appendUtf8(&x.b, 'A'));

@@ -1,7 +1,5 @@
-/*
- * The toolkit allocator: the armed failure of the test hooks, content kept
- * across every size class by realloc, and blocks freed by another thread.
- */
+// The toolkit allocator: the armed failure of the test hooks, content kept
+// across every size class by realloc, and blocks freed by another thread.
 #include <cstring>
 #include <thread>
 #include <vector>

@@ -1,6 +1,4 @@
-/*
- * The tokenizer and the null-safe text helpers.
- */
+// The tokenizer and the null-safe text helpers.
 #include <string>
 #include <vector>
 
@@ -12,7 +10,7 @@ namespace {
 
 using Tokens = std::vector<std::string>;
 
-/* Every token, asking for each one twice: next does not move on. */
+// Every token, asking for each one twice: next does not move on.
 Tokens tokens(const char* text, const char* seps) {
   Tokens out;
   QlgStrTok t;
