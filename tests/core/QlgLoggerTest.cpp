@@ -1,45 +1,30 @@
-/*
- * Levels, events and loggers: level parsing, thresholds, the tagged
- * argument list, the level property, and delivery under many threads.
- */
+// Levels, events and loggers: level parsing, thresholds, the tagged argument
+// list, and delivery under many threads.
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgLevel.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgMem.h>
 #include <ardel/QlgToolkit.h>
 
-#include <atomic>
 #include <set>
 #include <thread>
 
 #include "support/Recorder.h"
-#include "support/TestSupport.h"
 
 using namespace ardeltest;
 
 TEST(LevelParse, NumbersKeywordsAndPrefixLeniency) {
-  struct Case { const char* text; int level; } cases[] = {
-      {"debug_mid", 2000}, {"7", 7}, {"  42abc", 42}, {"-9999", -9999}, {"verbose", -9999},
-      {"OFF", 9999}, {"FATAL", 7000}, {"error", 6000}, {"warning", 5000}, {"INFORMATION", 4000},
-      {"MIN", 3000}, {"DEBUG_MIN", 3000}, {"Mid", 2000}, {"Maximum", 1000}, {"DEBUG_MAX", 1000},
-      {"all", 0}, {"", -9999}, {"WAR", -9999},
-  };
-  for (const auto& c : cases) EXPECT_EQ(QlgLevel_parse(c.text), c.level) << c.text;
-  EXPECT_EQ(QlgLevel_parse(nullptr), -9999);
-}
-
-TEST(Events, NullEventAnswersNoLevelAndTimeZero) {
-  EXPECT_EQ(QlgEvent_getLevel(nullptr), -9999);
-  EXPECT_EQ(QlgEvent_getTime(nullptr), 0);
-  EXPECT_EQ(QlgEvent_isMessage(nullptr), 0);
-  EXPECT_EQ(QlgEvent_getMessageId(nullptr), nullptr);
+  const struct { const char* text; int level; } cases[] = {
+      {"debug_mid", 2000}, {"7", 7}, {"  42abc", 42}, {"-9999", -9999}, {"verbose", -9999}, {"OFF", 9999},
+      {"FATAL", 7000}, {"error", 6000}, {"warning", 5000}, {"INFORMATION", 4000}, {"MIN", 3000}, {"DEBUG_MIN", 3000},
+      {"Mid", 2000}, {"Maximum", 1000}, {"DEBUG_MAX", 1000}, {"all", 0}, {"", -9999}, {"WAR", -9999}, {nullptr, -9999}};
+  for (const auto& c : cases) EXPECT_EQ(QlgLevel_parse(c.text), c.level) << (c.text ? c.text : "(null)");
 }
 
 TEST(Events, TaggedItemsBecomeParametersPropertiesAndLevel) {
-  QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, "%1$s=%2$d %3$c",
-                                      QLG_PARM_STRING, "n", QLG_PARM_INT, 42, 6000,
-                                      QLG_PROPERTY, "who", QLG_PARM_STRING, "me",
-                                      QLG_PROPERTY, "count", QLG_PARM_INT, 9,
+  EXPECT_TRUE(QlgEvent_getLevel(nullptr) == -9999 && QlgEvent_getTime(nullptr) == 0 && QlgEvent_isMessage(nullptr) == 0);
+  EXPECT_EQ(QlgEvent_getMessageId(nullptr), nullptr);
+  QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, "%1$s=%2$d %3$c", QLG_PARM_STRING, "n", QLG_PARM_INT, 42, 6000,
+                                      QLG_PROPERTY, "who", QLG_PARM_STRING, "me", QLG_PROPERTY, "count", QLG_PARM_INT, 9,
                                       QLG_PARM_CHAR, 'z', 0);
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(QlgEvent_getLevel(e), 6000);
@@ -51,10 +36,8 @@ TEST(Events, TaggedItemsBecomeParametersPropertiesAndLevel) {
   int found = 0;
   EXPECT_EQ(QlgEvent_getIntProperty(e, "count", &found), 9);
   EXPECT_EQ(found, 1);
-  int64_t now = QlgEvent_getTime(e);
-  EXPECT_GT(now, 1600000000000LL);
+  EXPECT_GT(QlgEvent_getTime(e), 1600000000000LL);
   QlgEvent_free(e);
-
   QlgEvent* m = QlgEvent_createTagged(5000, "qlgmsg", 1, 20, "QLGBC0020E Out of memory.\r", 0);
   EXPECT_EQ(QlgEvent_isMessage(m), 1);
   QlgEvent_setMessageId(m, "QLGBC0020E");
@@ -64,171 +47,97 @@ TEST(Events, TaggedItemsBecomeParametersPropertiesAndLevel) {
   QlgEvent_free(m);
 }
 
-TEST(Events, SixtyThreeTagsAreAcceptedSixtyFourAreReported) {
-  inChild([] {
-    startWithRecorder("");
-    auto run = [](int tags) {
-      /* tags - 1 level tags, then the end tag (or one more level tag). */
-      std::vector<long> v(70, 3000);
-      v[tags - 1] = 0;
-      CaptureFd err(2);
-      QlgEvent* e = QlgEvent_createTagged(1000, nullptr, 0, 0, "t",
-          (int)v[0], (int)v[1], (int)v[2], (int)v[3], (int)v[4], (int)v[5], (int)v[6], (int)v[7],
-          (int)v[8], (int)v[9], (int)v[10], (int)v[11], (int)v[12], (int)v[13], (int)v[14],
-          (int)v[15], (int)v[16], (int)v[17], (int)v[18], (int)v[19], (int)v[20], (int)v[21],
-          (int)v[22], (int)v[23], (int)v[24], (int)v[25], (int)v[26], (int)v[27], (int)v[28],
-          (int)v[29], (int)v[30], (int)v[31], (int)v[32], (int)v[33], (int)v[34], (int)v[35],
-          (int)v[36], (int)v[37], (int)v[38], (int)v[39], (int)v[40], (int)v[41], (int)v[42],
-          (int)v[43], (int)v[44], (int)v[45], (int)v[46], (int)v[47], (int)v[48], (int)v[49],
-          (int)v[50], (int)v[51], (int)v[52], (int)v[53], (int)v[54], (int)v[55], (int)v[56],
-          (int)v[57], (int)v[58], (int)v[59], (int)v[60], (int)v[61], (int)v[62], (int)v[63],
-          (int)v[64], 0);
-      EXPECT_NE(e, nullptr);
-      EXPECT_EQ(QlgEvent_getLevel(e), 3000);
-      QlgEvent_free(e);
-      return err.text();
+TEST(Events, SixtyThreeTagsAreAcceptedSixtyFourOrAnUnknownTagAreReported) {
+  withToolkit("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n", [] {
+    auto run = [](int tags) {  // tags - 1 level tags, then the end tag (or one more level tag)
+      std::vector<int> v(70, 3000);
+      v[static_cast<size_t>(tags) - 1] = 0;
+      return reportsOf([&] {
+        QlgEvent* e = QlgEvent_createTagged(1000, nullptr, 0, 0, "t", v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7],
+            v[8], v[9], v[10], v[11], v[12], v[13], v[14], v[15], v[16], v[17], v[18], v[19], v[20], v[21], v[22], v[23],
+            v[24], v[25], v[26], v[27], v[28], v[29], v[30], v[31], v[32], v[33], v[34], v[35], v[36], v[37], v[38], v[39],
+            v[40], v[41], v[42], v[43], v[44], v[45], v[46], v[47], v[48], v[49], v[50], v[51], v[52], v[53], v[54], v[55],
+            v[56], v[57], v[58], v[59], v[60], v[61], v[62], v[63], v[64], 0);
+        EXPECT_EQ(QlgEvent_getLevel(e), 3000);
+        QlgEvent_free(e);
+      });
     };
     EXPECT_EQ(run(63), "");
-    EXPECT_NE(run(64).find("QLGBC0070W The logging method parameter list did not end with a NULL."),
-              std::string::npos);
-  });
-}
-
-TEST(Events, UnknownTagIsReportedAndTheEventKeepsWhatWasRead) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
+    EXPECT_EQ(run(64), "QLGBC0070W The logging method parameter list did not end with a NULL.\r\n");
     QlgObject* app = QlgObject_create("app", nullptr);
-    CaptureFd err(2);
-    QlgLogger_logMin(app, nullptr, nullptr, 0, "%1$s-%2$s", QLG_PARM_STRING, "a", 12345,
-                     QLG_PARM_STRING, "b", 0);
-    std::string out = err.text();
-    EXPECT_NE(out.find("QLGBC0071W The logging method's parameter list is missing type markers."),
-              std::string::npos) << out;
-    ASSERT_EQ(seen().size(), 1u);
-    /* One parameter for two positions: the unformatted text is shown. */
-    EXPECT_EQ(seen()[0].text, "%1$s-%2$s");
+    EXPECT_EQ(reportsOf([app] {
+      QlgLogger_logMin(app, nullptr, nullptr, 0, "%1$s-%2$s", QLG_PARM_STRING, "a", 12345, QLG_PARM_STRING, "b", 0);
+    }), "QLGBC0071W The logging method's parameter list is missing type markers.\r\n");
+    EXPECT_EQ(seenList(), "%1$s-%2$s;") << "one parameter for two positions: the unformatted text";
     QlgObject_release(app);
   });
 }
 
-TEST(LoggerThreshold, NewLoggerPassesOnlyMinimumTrace) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
-    QlgObject* app = QlgObject_create("app", nullptr);
-    EXPECT_EQ(app->field1.level, 3000);
-    QlgLogger_logMin(app, nullptr, nullptr, 0, "min", 0);
-    QlgLogger_logMid(app, nullptr, nullptr, 0, "mid", 0);
-    QlgLogger_logMax(app, nullptr, nullptr, 0, "max", 0);
-    ASSERT_EQ(seen().size(), 1u);
-    EXPECT_EQ(seen()[0].text, "min");
-    EXPECT_TRUE(QlgLogger_isLoggable(app, -9999));
-    EXPECT_TRUE(QlgLogger_isLoggable(app, 3000));
-    EXPECT_FALSE(QlgLogger_isLoggable(app, 2000));
-    EXPECT_FALSE(QlgLogger_isLoggable(nullptr, 9999));
-    QlgObject_release(app);
-  });
-}
-
-TEST(LoggerThreshold, UnknownLevelNamePassesEverything) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.level=verbose\napp.listenerNames=r\n"
-          "r.className=test_recorder\n");
-    QlgObject* app = QlgObject_create("app", nullptr);
-    EXPECT_EQ(app->field1.level, -9999);
-    QlgLogger_logMax(app, nullptr, nullptr, 0, "a", 0);
-    QlgLogger_logMid(app, nullptr, nullptr, 0, "b", 0);
-    QlgLogger_logMin(app, nullptr, nullptr, 0, "c", 0);
-    EXPECT_EQ(seen().size(), 3u);
-    QlgObject_release(app);
-  });
-}
-
-TEST(LoggerThreshold, EmptyLevelReportsKey4AndSetsInfo) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n"
-          "x.y=1\napp.level=\n");
-    std::string out;
-    QlgObject* app;
-    {
-      CaptureFd err(2);
-      app = QlgObject_create("app", nullptr);
-      out = err.text();
-    }
-    EXPECT_NE(out.find("QLGBC04E Property 'level' will be ignored for 'app' because the value is "
-                       "empty or blank.\r\n"),
-              std::string::npos) << out;
+TEST(LoggerThreshold, EachLevelPassesItsCallsAndSourceLinesNeedAFile) {
+  const struct { const char *level, *want; int stored; } cases[] = {
+      {"", "min;", 3000}, {"DEBUG_MID", "mid;min;", 2000}, {"verbose", "max;mid;min;", -9999}, {"OFF", "", 9999}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.level);
+    withToolkit(std::string("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n") +
+                    (*c.level ? "app.level=" + std::string(c.level) + "\n" : ""),
+                [&] {
+      QlgObject* app = QlgObject_create("app", nullptr);
+      EXPECT_EQ(app->field1.level, c.stored);
+      QlgLogger_logMax(app, nullptr, "fn", 12, "max", 0);
+      QlgLogger_logMid(app, "f.c", nullptr, 0, "mid", 0);
+      QlgLogger_logMin(app, "f.c", "fn", 5, "min", 0);
+      EXPECT_EQ(seenList(), c.want);
+      EXPECT_TRUE(QlgLogger_isLoggable(app, 9999));
+      EXPECT_EQ(QlgLogger_isLoggable(app, c.stored), 1);
+      EXPECT_EQ(QlgLogger_isLoggable(app, c.stored - 1), c.stored == -9999);
+      const std::string lines = "-;0;5;";  // no line without a file
+      EXPECT_EQ(seenList(&Seen::line), lines.substr(lines.size() - 2 * seen().size()));
+      QlgObject_release(app);
+    });
+  }
+  withToolkit("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\nx.y=1\napp.level=\n"
+              "mute.className=qlg_basiclogger\nmute.logging=off\n",
+              [] {
+    QlgObject* app = nullptr;
+    EXPECT_EQ(reportsOf([&] { app = QlgObject_create("app", nullptr); }),
+              "QLGBC04E Property 'level' will be ignored for 'app' because the value is empty or blank.\r\n");
     EXPECT_EQ(app->field1.level, 4000);
-    QlgLogger_logMin(app, nullptr, nullptr, 0, "dropped", 0);
-    EXPECT_TRUE(seen().empty());
-    QlgObject_release(app);
-  });
-}
-
-TEST(LoggerThreshold, OffStillPassesLevel9999AndSilencedLoggerDoesNothing) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.level=OFF\napp.listenerNames=r\n"
-          "r.className=test_recorder\nmute.className=qlg_basiclogger\nmute.logging=off\n");
-    QlgObject* app = QlgObject_create("app", nullptr);
-    EXPECT_TRUE(QlgLogger_isLoggable(app, 9999));
-    EXPECT_FALSE(QlgLogger_isLoggable(app, 7000));
     QlgObject* mute = QlgObject_create("mute", nullptr);
-    CaptureFd err(2);
-    QlgLogger_logMin(mute, nullptr, nullptr, 0, "x", 0); /* no listeners, but silent */
-    EXPECT_EQ(err.text(), "");
-    EXPECT_FALSE(QlgLogger_isLoggable(mute, -9999));
+    EXPECT_EQ(reportsOf([mute] { QlgLogger_logMin(mute, nullptr, nullptr, 0, "x", 0); }), "") << "silenced: no report";
+    EXPECT_FALSE(QlgLogger_isLoggable(mute, -9999) || QlgLogger_isLoggable(nullptr, 9999));
     QlgObject_release(app);
     QlgObject_release(mute);
   });
 }
 
-TEST(LoggerEvents, SourceLineIsRecordedOnlyWithAFile) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=r\nr.className=test_recorder\n");
-    QlgObject* app = QlgObject_create("app", nullptr);
-    QlgLogger_logMin(app, nullptr, "fn", 12, "a", 0);
-    QlgLogger_logMin(app, "f.c", nullptr, 0, "b", 0);
-    ASSERT_EQ(seen().size(), 2u);
-    EXPECT_EQ(seen()[0].file, "-");
-    EXPECT_EQ(seen()[0].line, "-");
-    EXPECT_EQ(seen()[0].function, "fn");
-    EXPECT_EQ(seen()[1].file, "f.c");
-    EXPECT_EQ(seen()[1].line, "0");
-    EXPECT_EQ(seen()[1].function, "-");
-    QlgObject_release(app);
-  });
-}
-
 namespace {
-std::atomic<long> g_counted{0};
 std::set<long>* g_ids = nullptr;
+long g_calls = 0;
+// Runs under the toolkit lock: the set needs no lock of its own.
 void countingPublish(QlgObject*, QlgEvent* event) {
   int found = 0;
   long id = QlgEvent_getInt64Property(event, "id", &found);
-  /* Runs under the toolkit lock: the set needs no lock of its own. */
-  if (found && g_ids->insert(id).second) g_counted++;
+  if (found) g_ids->insert(id), g_calls++;
 }
 }  // namespace
 
 TEST(LoggerThreads, EveryEventFromEightThreadsArrivesExactlyOnce) {
-  inChild([] {
-    startWithRecorder("app.className=qlg_basiclogger\napp.listenerNames=count\ncount.className=test_counting\n");
-    QlgClass_registerHandler("test_counting", nullptr, nullptr, nullptr, nullptr, countingPublish,
-                             nullptr, nullptr);
+  withToolkit("app.className=qlg_basiclogger\napp.listenerNames=count\ncount.className=test_counting\n", [] {
+    QlgClass_registerHandler("test_counting", nullptr, nullptr, nullptr, nullptr, countingPublish, nullptr, nullptr);
     std::set<long> ids;
     g_ids = &ids;
     QlgObject* app = QlgObject_create("app", nullptr);
-    ASSERT_NE(app, nullptr);
     const int kThreads = 8, kCalls = 20000;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; t++)
       threads.emplace_back([app, t] {
         for (int i = 0; i < kCalls; i++)
-          QlgLogger_logMin(app, "t.c", "worker", i, "n %1$d", QLG_PARM_INT, i, QLG_PROPERTY, "id",
-                           QLG_PARM_LONG, (long)t * kCalls + i, 0);
+          QlgLogger_logMin(app, "t.c", "worker", i, "n %1$d", QLG_PARM_INT, i, QLG_PROPERTY, "id", QLG_PARM_LONG,
+                           static_cast<long>(t) * kCalls + i, 0);
       });
     for (auto& th : threads) th.join();
-    EXPECT_EQ(g_counted.load(), (long)kThreads * kCalls);
-    EXPECT_EQ(ids.size(), (size_t)kThreads * kCalls);
+    EXPECT_EQ(ids.size(), static_cast<size_t>(kThreads) * kCalls);
+    EXPECT_EQ(g_calls, static_cast<long>(kThreads) * kCalls);
     QlgObject_release(app);
   });
 }

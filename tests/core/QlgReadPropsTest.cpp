@@ -1,7 +1,5 @@
-/*
- * The properties-file reader: syntax, escapes, the tree the entries build,
- * and the failures that end a read (entries before them stay filed).
- */
+// The properties-file reader: syntax, escapes, the tree the entries build,
+// and the failures that end a read (entries before them stay filed).
 #include <gtest/gtest.h>
 
 #include <ardel/QlgMem.h>
@@ -46,7 +44,7 @@ std::vector<std::string> storeNames() {
   return out;
 }
 
-/* Reads key through the configuration without creating it. */
+// Reads key through the configuration without creating it.
 std::string lookup(const char* config, const char* key, int* found) {
   *found = 0;
   if (!QlgStringGroup_contains(QlgObjConfig_allNames(), config)) return "";
@@ -199,8 +197,8 @@ TEST_F(ReadPropsTest, WithATargetSetWholeKeysAreStoredInFileOrder) {
 }
 
 TEST_F(ReadPropsTest, EntriesAndLineEndsSplitAcrossReadChunksReadAsOne) {
-  /* A comment of 4090 bytes puts the CR of the next entry's CR LF as the
-     last byte of the first 4 KiB chunk and its LF first in the next. */
+  // A comment of 4090 bytes puts the CR of the next entry's CR LF as the
+  // last byte of the first 4 KiB chunk and its LF first in the next.
   std::string comment = "#" + std::string(4088, '-') + "\n";
   ASSERT_EQ(comment.size(), 4090u);
   std::string content = comment + "a.b=1\r\na.c=2\n" + "a.long=" + std::string(6000, 'v') + "\n";
@@ -213,10 +211,10 @@ TEST_F(ReadPropsTest, EntriesAndLineEndsSplitAcrossReadChunksReadAsOne) {
 }
 
 TEST_F(ReadPropsTest, TheUnicodeAccumulatorWrapsAtThirtyTwoBitsInsteadOfOverflowing) {
-  /* 32768 escapes of FFFF bring the never-reset accumulator to 7FFF8000;
-     8001 more passes the largest 32-bit value.  The sum wraps to 80000001,
-     a negative code point, which is written as its low byte; the next
-     escape of 1 then gives 02. */
+  // 32768 escapes of FFFF bring the never-reset accumulator to 7FFF8000;
+  // 8001 more passes the largest 32-bit value.  The sum wraps to 80000001,
+  // a negative code point, which is written as its low byte; the next
+  // escape of 1 then gives 02.
   std::string content = "a.b=";
   for (int i = 0; i < 32768; ++i) content += "\\uFFFF";
   content += "\\u8001\na.c=\\u0001\n";
@@ -257,7 +255,7 @@ TEST_F(ReadPropsTest, OutOfMemoryAnywhereFailsTheReadWithoutLeaks) {
     EXPECT_TRUE(QlgMem_failed());
     QlgMem_failAt(0);
     EXPECT_EQ(ok, 0);
-    /* Whatever was filed before the failure is whole. */
+    // Whatever was filed before the failure is whole.
     for (const std::string& name : storeNames()) {
       QlgObjConfig* cfg = QlgObjConfig_find(name.c_str());
       EXPECT_NE(QlgObjConfig_props(cfg), nullptr) << name;

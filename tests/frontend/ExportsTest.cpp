@@ -1,8 +1,6 @@
-/*
- * The shared library exports exactly its public interface: every C function
- * declared ARDEL_API in a public header is a dynamic symbol of libardel.so,
- * and no other unmangled name is.  Internal helpers stay hidden.
- */
+// The shared library exports exactly its public interface: every C function
+// declared ARDEL_API in a public header is a dynamic symbol of libardel.so,
+// and no other unmangled name is.  Internal helpers stay hidden.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -30,7 +28,7 @@ std::set<std::string> exportedSymbols() {
   return names;
 }
 
-/* Names of the C functions that public headers declare with ARDEL_API. */
+// Names of the C functions that public headers declare with ARDEL_API.
 std::set<std::string> declaredPublicFunctions() {
   std::set<std::string> names;
   std::string dir = std::string(ARDEL_SOURCE_DIR) + "/include/ardel";
@@ -53,8 +51,8 @@ std::set<std::string> declaredPublicFunctions() {
   return names;
 }
 
-/* Symbols the linker or a sanitizer adds (ASan marks exported data with
-   __odr_asan.* names). */
+// Symbols the linker or a sanitizer adds (ASan marks exported data with
+// __odr_asan.* names).
 bool isToolSymbol(const std::string& s) {
   return s == "_init" || s == "_fini" || s == "_edata" || s == "_end" || s == "__bss_start" ||
          s.rfind("__odr_asan", 0) == 0;

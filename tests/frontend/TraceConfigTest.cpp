@@ -1,9 +1,7 @@
-/*
- * Configuration discovery: the properties path from a given path, the
- * TYX_TEST home or the suite's ini file; in-place trimming; and the check
- * that the trace file named by the properties can be appended to, with its
- * move to the home directory when it cannot.
- */
+// Configuration discovery: the properties path from a given path, the
+// TYX_TEST home or the suite's ini file; in-place trimming; and the check
+// that the trace file named by the properties can be appended to, with its
+// move to the home directory when it cannot.
 #include <ardel/CLogWrapper.h>
 #include <ardel/QlgMem.h>
 #include <ardel/QlgObjConfig.h>
@@ -22,7 +20,7 @@ using namespace ardeltest;
 
 namespace {
 
-/* Sets or clears an environment variable for one test and restores it. */
+// Sets or clears an environment variable for one test and restores it.
 class EnvVar {
  public:
   EnvVar(const char* name, const char* value) : name_(name), had_(std::getenv(name) != nullptr) {
@@ -36,7 +34,7 @@ class EnvVar {
   bool had_;
 };
 
-/* A system root holding tyx/tyx.ini with the given content. */
+// A system root holding tyx/tyx.ini with the given content.
 std::string iniRoot(const TempDir& dir, const std::string& ini) {
   std::string root = dir.file("sysroot");
   mkdir(root.c_str(), 0700);
@@ -45,8 +43,8 @@ std::string iniRoot(const TempDir& dir, const std::string& ini) {
   return root;
 }
 
-/* initializeWrapper(NULL) with TYX_TEST unset and the ini under a root of
-   this test's own; the settled path. */
+// initializeWrapper(NULL) with TYX_TEST unset and the ini under a root of
+// this test's own; the settled path.
 std::string pathFromIni(const std::string& ini) {
   TempDir dir;
   std::string root = iniRoot(dir, ini);
@@ -73,8 +71,8 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &st) == 0;
 }
 
-/* Fills the hw record with a properties file that names traceFile as the
-   trace file; home becomes HOME.  Returns the file name afterwards. */
+// Fills the hw record with a properties file that names traceFile as the
+// trace file; home becomes HOME.  Returns the file name afterwards.
 std::string checkedName(const TempDir& dir, const std::string& traceFile, const std::string& home) {
   EnvVar homeVar("HOME", home.c_str());
   std::string escaped; /* a properties value writes a backslash as two */
@@ -111,8 +109,8 @@ TEST(InitializeWrapper, TyxTestHomeWinsOverTheIni) {
   EXPECT_STREQ(CLogWrapper_configPath(), "D:/t/config/TyxTrace.properties");
 }
 
-/* The key is matched case-sensitively after trimming, the line split at
-   its first equals sign, and only the first matching line counts. */
+// The key is matched case-sensitively after trimming, the line split at
+// its first equals sign, and only the first matching line counts.
 TEST(InitializeWrapper, IniLinesGiveTheHomeByTheirFirstTrimmedCaseSensitiveMatch) {
   struct { const char *ini, *path; } cases[] = {
       {"[tyx]\n  TYX_HomeDirectory =  E:\\home  \r\n", "E:/home/config/TyxTrace.properties"},
@@ -154,11 +152,11 @@ TEST(Trim, LeadingAndTrailingWhiteSpaceGoes) {
   CLogWrapper_trim(nullptr);
 }
 
-/* A writable name is kept (a new file is only probed, an existing one left
-   intact, a missing directory not made); a name that cannot be appended to
-   (a directory stands there, which stops root too) moves to the home
-   directory under its base name, a backslash also separating it: POSIX
-   takes it as a plain character, so "sub\t.log" is a directory of its own. */
+// A writable name is kept (a new file is only probed, an existing one left
+// intact, a missing directory not made); a name that cannot be appended to
+// (a directory stands there, which stops root too) moves to the home
+// directory under its base name, a backslash also separating it: POSIX
+// takes it as a plain character, so "sub\t.log" is a directory of its own.
 TEST(TraceFileCheck, WritableNamesAreKeptAndUnwritableOnesMoveHomeUnderTheirBaseName) {
   struct { const char *name, *content, *makeFirst; bool block; const char* movedTo; } cases[] = {
       {"new.log", nullptr, nullptr, false, nullptr},

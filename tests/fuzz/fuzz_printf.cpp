@@ -1,8 +1,6 @@
-/*
- * Formats of arbitrary bytes with typed parameters drawn from the input:
- * the engine must produce text or reject the format, never crash or
- * overrun.  The first byte chooses how many parameters follow the format.
- */
+// Formats of arbitrary bytes with typed parameters drawn from the input:
+// the engine must produce text or reject the format, never crash or
+// overrun.  The first byte chooses how many parameters follow the format.
 #include <cstring>
 #include <string>
 

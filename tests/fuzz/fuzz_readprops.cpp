@@ -1,7 +1,5 @@
-/*
- * Properties files of arbitrary bytes: the reader must accept or reject
- * each one without a crash, a leak or an overrun.
- */
+// Properties files of arbitrary bytes: the reader must accept or reject
+// each one without a crash, a leak or an overrun.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -19,8 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!f) return 0;
   std::fwrite(data, 1, size, f);
   std::fclose(f);
-  /* Key 52 goes to standard error: silence it during the read only, so
-     that the fuzzer's own reports still show. */
+  // Key 52 goes to standard error: silence it during the read only, so
+  // that the fuzzer's own reports still show.
   std::fflush(stderr);
   int saved = dup(2);
   dup2(devNull, 2);

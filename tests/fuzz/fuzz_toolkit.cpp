@@ -1,11 +1,9 @@
-/*
- * Whole configurations of arbitrary bytes: the toolkit starts from the
- * file (or refuses it), every configured object is created, every logger
- * logs one event through whatever chain the file wired, and the toolkit
- * shuts down again.  Only classes that write to the console take part:
- * an input that configures any other class is skipped, so the fuzzer never
- * writes files.
- */
+// Whole configurations of arbitrary bytes: the toolkit starts from the
+// file (or refuses it), every configured object is created, every logger
+// logs one event through whatever chain the file wired, and the toolkit
+// shuts down again.  Only classes that write to the console take part:
+// an input that configures any other class is skipped, so the fuzzer never
+// writes files.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -29,7 +27,7 @@ bool safeClass(const char* name) {
   return false;
 }
 
-/* Names of the configured objects, or false when one names another class. */
+// Names of the configured objects, or false when one names another class.
 bool configuredNames(std::vector<std::string>* names) {
   bool safe = true;
   QlgToolkit_enter();
@@ -60,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::fwrite(data, 1, size, f);
   std::fclose(f);
 
-  /* Console output and reports are expected; keep them off the fuzzer's. */
+  // Console output and reports are expected; keep them off the fuzzer's.
   std::fflush(stdout);
   std::fflush(stderr);
   int savedOut = dup(1), savedErr = dup(2);

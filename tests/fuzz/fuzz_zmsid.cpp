@@ -1,7 +1,5 @@
-/*
- * Message-ID recognition over arbitrary text: the record is filled within
- * its bounds whatever the input.
- */
+// Message-ID recognition over arbitrary text: the record is filled within
+// its bounds whatever the input.
 #include <string>
 
 #include "msg/CxZMSID.h"

@@ -1,49 +1,29 @@
-/*
- * Handler base and the console and standard-error handlers: where heads,
- * events and tails are written, the enabled switch, chaining to listeners,
- * and the counted link from a handler to its formatter.
- */
-#include <gtest/gtest.h>
+// Handler base and the console and standard-error handlers: where heads,
+// events and tails are written, the enabled switch, chaining to listeners,
+// and the counted link from a handler to its formatter.
+#include <ardel/QlgHandler.h>
+#include <ardel/QlgToolkit.h>
 
-#include <string.h>
-#include <time.h>
-
-#include <string>
 #include <vector>
 
-#include <ardel/QlgEvent.h>
-#include <ardel/QlgHandler.h>
-#include <ardel/QlgMem.h>
-#include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
 #include "handlers/QlgConsoleHandler.h"
 #include "support/Recorder.h"
-#include "support/TestSupport.h"
 
 namespace {
 
-using ardeltest::bareMessage;
 using ardeltest::CaptureFd;
-using ardeltest::headText;
-using ardeltest::tailText;
 
 char* noText(QlgObject*, QlgEvent*) { return nullptr; }
-
-void registerTestClasses() {
-  /* Bare message lines keep the expectations free of time stamps. */
-  QlgClass_registerFormatter("test_bareformatter", nullptr, nullptr, nullptr, nullptr,
-                             bareMessage, nullptr, nullptr, nullptr);
-  QlgClass_registerFormatter("test_headtailformatter", nullptr, nullptr, nullptr, nullptr,
-                             bareMessage, headText, tailText, nullptr);
-  QlgClass_registerFormatter("test_mutedformatter", nullptr, nullptr, nullptr, nullptr, noText,
-                             nullptr, nullptr, nullptr);
-}
 
 class QlgConsoleHandlerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    registerTestClasses();
+    // Bare message lines keep the expectations free of time stamps.
+    QlgClass_registerFormatter("test_bare", nullptr, nullptr, nullptr, nullptr, ardeltest::bareMessage, nullptr, nullptr, nullptr);
+    QlgClass_registerFormatter("test_headtail", nullptr, nullptr, nullptr, nullptr, ardeltest::bareMessage,
+                               ardeltest::headText, ardeltest::tailText, nullptr);
+    QlgClass_registerFormatter("test_muted", nullptr, nullptr, nullptr, nullptr, noText, nullptr, nullptr, nullptr);
     static int serial = 0;
     prefix_ = "test.console" + std::to_string(++serial) + ".";
   }
@@ -51,151 +31,78 @@ class QlgConsoleHandlerTest : public ::testing::Test {
     for (QlgEvent* e : events_) QlgEvent_free(e);
     for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
   }
-
-  QlgObject* make(const char* name, const char* cls) {
+  QlgObject* make(const std::string& name, const char* cls, bool keep = true) {
     QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
     EXPECT_NE(obj, nullptr) << name;
-    if (obj) objects_.push_back(obj);
+    if (obj && keep) objects_.push_back(obj);
     return obj;
   }
-  /* A handler of class cls whose formatter is a new object of fmtClass. */
-  QlgObject* handlerWith(const char* name, const char* cls, const char* fmtClass) {
-    QlgObject* h = make(name, cls);
-    QlgObject* f = make((std::string(name) + "Fmt").c_str(), fmtClass);
-    QlgHandler_setFormatter(h, f);
+  // A handler of class cls whose formatter is a new object of fmtClass (none when null).
+  QlgObject* handler(const char* cls, const char* fmtClass, bool keep = true) {
+    QlgObject* h = make("h" + std::to_string(objects_.size()), cls, keep);
+    QlgHandler_setFormatter(h, fmtClass ? make("f" + std::to_string(objects_.size()), fmtClass) : nullptr);
     return h;
   }
   QlgEvent* event(const char* text) {
-    QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0);
-    EXPECT_NE(e, nullptr);
-    if (e) events_.push_back(e);
-    return e;
+    events_.push_back(QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0));
+    return events_.back();
   }
-  void publish(QlgObject* handler, QlgEvent* e) { handler->cls->slots.handler.publish(handler, e); }
+  void publish(QlgObject* h, const char* text) { h->cls->slots.handler.publish(h, event(text)); }
 
   std::string prefix_;
   std::vector<QlgObject*> objects_;
   std::vector<QlgEvent*> events_;
 };
 
-// --- where the text goes -------------------------------------------------------
-
-TEST_F(QlgConsoleHandlerTest, ConsoleWritesToStandardOutputStderrToStandardErrorWithItsHeadOnOutput) {
-  struct { const char *cls, *fmt, *out, *err; } cases[] = {
-      {"qlg_consolehandler", "test_bareformatter", "first\nsecond\n", ""},
-      {"qlg_stderrhandler", "test_headtailformatter", "HEAD\n", "first\nsecond\n"}};
+TEST_F(QlgConsoleHandlerTest, HeadsGoToStandardOutputOnceEventsToTheirStreamAndTheTailAtCloseOrRelease) {
+  struct { const char* cls; bool release; const char *out, *err; } cases[] = {
+      {"qlg_consolehandler", false, "HEAD\nfirst\nsecond\nTAIL\n", ""},
+      {"qlg_stderrhandler", false, "HEAD\nTAIL\n", "first\nsecond\n"},
+      {"qlg_consolehandler", true, "HEAD\nfirst\nsecond\nTAIL\n", ""}};
   for (const auto& c : cases) {
-    QlgObject* h = handlerWith(c.cls, c.cls, c.fmt);
+    QlgObject* h = handler(c.cls, "test_headtail", !c.release);
     CaptureFd out(1), err(2);
-    publish(h, event("first"));
-    publish(h, event("second"));
+    QlgConsoleHandler_close(h);  // never wrote its head: no tail
+    publish(h, "first");
+    QlgConsoleHandler_open(h);
+    publish(h, "second");
+    c.release ? QlgObject_release(h) : QlgConsoleHandler_close(h);
+    if (!c.release) QlgConsoleHandler_close(h);
     EXPECT_EQ(out.text(), c.out) << c.cls;
     EXPECT_EQ(err.text(), c.err) << c.cls;
   }
-}
-
-TEST_F(QlgConsoleHandlerTest, TheDefaultFormatterWritesABasicLine) {
-  QlgObject* h = make("basic", "qlg_consolehandler");
-  QlgObject* fmt = QlgHandler_getFormatter(h);
-  ASSERT_NE(fmt, nullptr);
-  EXPECT_STREQ(fmt->name, "ardel.defaultFormatter");
-  QlgObject_release(fmt);
+  QlgObject* basic = make("basic", "qlg_consolehandler");
   QlgEvent* e = event("plain");
   e->time = 1236870000123LL;
   CaptureFd out(1);
-  publish(h, e);
-  std::string line = out.text();
-  ASSERT_GT(line.size(), 30u);
-  EXPECT_EQ(line.substr(19, 4), ".123");
-  EXPECT_EQ(line.substr(line.size() - 7), " plain\n");
+  basic->cls->slots.handler.publish(basic, e);
+  publish(handler("qlg_consolehandler", "test_bare"), std::string(6000, 'x').c_str());
+  std::string text = out.text();
+  ASSERT_GT(text.size(), 30u);
+  EXPECT_EQ(text.substr(19, 4), ".123") << "the default formatter's basic line";
+  EXPECT_EQ(text.substr(text.find('\n') - 6), " plain\n" + std::string(4095, 'x')) << "cut at the 4095-byte work area";
 }
 
-TEST_F(QlgConsoleHandlerTest, TextLongerThanTheWorkAreaIsCutAt4095Bytes) {
-  QlgObject* h = handlerWith("long", "qlg_consolehandler", "test_bareformatter");
-  std::string text(6000, 'x');
-  CaptureFd out(1);
-  publish(h, event(text.c_str()));
-  EXPECT_EQ(out.text(), std::string(4095, 'x'));
-}
-
-// --- head and tail -----------------------------------------------------------
-
-TEST_F(QlgConsoleHandlerTest, TheHeadIsWrittenOnceBeforeTheFirstEvent) {
-  QlgObject* h = handlerWith("head", "qlg_consolehandler", "test_headtailformatter");
-  CaptureFd out(1);
-  publish(h, event("a"));
-  h->cls->slots.handler.open(h);
-  publish(h, event("b"));
-  EXPECT_EQ(out.text(), "HEAD\na\nb\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, OpenWritesTheHeadAndCloseTheTailOnceButNoTailBeforeAHead) {
-  QlgObject* h = handlerWith("openclose", "qlg_stderrhandler", "test_headtailformatter");
-  CaptureFd out(1), err(2);
-  QlgConsoleHandler_close(h);  // never wrote its head: no tail
-  QlgConsoleHandler_open(h);
-  QlgConsoleHandler_open(h);
-  publish(h, event("e"));
-  QlgConsoleHandler_close(h);
-  QlgConsoleHandler_close(h);
-  EXPECT_EQ(out.text(), "HEAD\nTAIL\n");
-  EXPECT_EQ(err.text(), "e\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, ReleasingTheLastUserReferenceWritesTheTail) {
-  QlgObject* h = QlgObject_create((prefix_ + "released").c_str(), "qlg_consolehandler");
-  ASSERT_NE(h, nullptr);
-  QlgObject* f = make("releasedFmt", "test_headtailformatter");
-  QlgHandler_setFormatter(h, f);
-  CaptureFd out(1);
-  publish(h, event("x"));
-  QlgObject_release(h);
-  EXPECT_EQ(out.text(), "HEAD\nx\nTAIL\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, TheHeadFlagStartsClearedInItsOwnByte) {
-  unsigned char* flag = static_cast<unsigned char*>(QlgConsoleHandler_create());
-  ASSERT_NE(flag, nullptr);
-  EXPECT_EQ(*flag, 0);
-  QlgConsoleHandler_destroy(flag);
-  QlgConsoleHandler_destroy(nullptr);
-}
-
-// --- the enabled switch and chaining ---------------------------------------------
-
-/* The first handler writes to standard output and passes events on to a
-   stderr handler; what it writes and what it forwards depend on its setup. */
-TEST_F(QlgConsoleHandlerTest, EventsArePassedOnToListenersWithOrWithoutTextButNotWhileLoggingIsOff) {
-  struct { const char *rule, *fmt; bool off; const char *out, *err; } cases[] = {
-      {"passed on", "test_bareformatter", false, "both\n", "both\n"},
-      {"formatter gives no text", "test_mutedformatter", false, "", "both\n"},
-      {"no formatter", nullptr, false, "", "both\n"},
-      {"logging off: no output, no forwarding", "test_headtailformatter", true, "", ""}};
+// The first handler writes to standard output and passes events on to a
+// stderr handler; what it writes and forwards depend on its setup.
+TEST_F(QlgConsoleHandlerTest, EventsArePassedOnWithOrWithoutTextButNotWhileLoggingIsOff) {
+  struct { const char* fmt; bool off; const char *out, *err; } cases[] = {
+      {"test_bare", false, "both\n", "both\n"}, {"test_muted", false, "", "both\n"},
+      {nullptr, false, "", "both\n"}, {"test_headtail", true, "", ""}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.rule);
-    std::string name = std::string("chain") + std::to_string(objects_.size());
-    QlgObject* first = c.fmt ? handlerWith(name.c_str(), "qlg_consolehandler", c.fmt)
-                             : make(name.c_str(), "qlg_consolehandler");
-    if (!c.fmt) {
-      QlgHandler_setFormatter(first, nullptr);
-      EXPECT_EQ(QlgHandler_getFormatter(first), nullptr);
-    }
-    QlgObject_addListener(first, handlerWith((name + "b").c_str(), "qlg_stderrhandler", "test_bareformatter"));
+    QlgObject* first = handler("qlg_consolehandler", c.fmt);
+    QlgObject_addListener(first, handler("qlg_stderrhandler", "test_bare"));
     if (c.off) QlgObject_storeProperty(first, "logging", "off");
     CaptureFd out(1), err(2);
-    publish(first, event("both"));
-    EXPECT_EQ(out.text(), c.out);
+    publish(first, "both");
+    EXPECT_EQ(out.text(), c.out) << (c.fmt ? c.fmt : "no formatter");
     EXPECT_EQ(err.text(), c.err);
-    if (c.off) { EXPECT_EQ(*static_cast<unsigned char*>(first->data), 0) << "no head while disabled"; }
   }
-}
-
-TEST_F(QlgConsoleHandlerTest, MissingInstanceDataOrArgumentsWriteNothing) {
-  QlgObject* h = handlerWith("nodata", "qlg_consolehandler", "test_headtailformatter");
+  QlgObject* h = handler("qlg_consolehandler", "test_headtail");
   void* data = h->data;
   h->data = nullptr;  // as after a failed create
   CaptureFd out(1);
-  publish(h, event("lost"));
+  publish(h, "lost");
   QlgConsoleHandler_open(h);
   QlgConsoleHandler_close(h);
   h->data = data;
@@ -208,113 +115,59 @@ TEST_F(QlgConsoleHandlerTest, MissingInstanceDataOrArgumentsWriteNothing) {
   EXPECT_EQ(out.text(), "");
 }
 
-// --- the formatter link ------------------------------------------------------------
-
-TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAnExistingFormatter) {
-  QlgObject* h = make("named", "qlg_consolehandler");
-  QlgObject* f = make("namedFmt", "test_bareformatter");
-  QlgObject_storeProperty(h, "formatterName", f->name);
-  QlgObject* got = QlgHandler_getFormatter(h);
-  EXPECT_EQ(got, f);
-  QlgObject_release(got);
-  CaptureFd out(1);
-  publish(h, event("via name"));
-  EXPECT_EQ(out.text(), "via name\n");
-}
-
-TEST_F(QlgConsoleHandlerTest, ReplacingTheFormatterReleasesExactlyOneReference) {
+TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAFormatterCountingOneReferenceAndUnknownNamesChangeNothing) {
   QlgObject* h1 = make("ref1", "qlg_consolehandler");
   QlgObject* h2 = make("ref2", "qlg_consolehandler");
   QlgObject* shared = QlgHandler_getFormatter(h1);
-  ASSERT_NE(shared, nullptr);
+  ASSERT_STREQ(shared->name, "ardel.defaultFormatter");
   int before = shared->refCount;
-  QlgObject* f = make("refFmt", "test_bareformatter");
+  QlgObject* f = make("refFmt", "test_bare");
   int fBefore = f->refCount;
+  QlgHandler_propertyChanged(h1, "formatterName");  // not set: nothing happens
   QlgObject_storeProperty(h1, "formatterName", f->name);
   EXPECT_EQ(shared->refCount, before - 1);
   EXPECT_EQ(f->refCount, fBefore + 1);
-  // The shared default lives on while the other handler holds it.
+  QlgHandler_setFormatter(h1, f);  // the same formatter again changes nothing
+  EXPECT_EQ(f->refCount, fBefore + 1);
+  ardeltest::stderrOf([&] { QlgObject_storeProperty(h1, "formatterName", (prefix_ + "neverDefined").c_str()); });
+  QlgObject* got = QlgHandler_getFormatter(h1);
+  EXPECT_EQ(got, f);
+  QlgObject_release(got);
   QlgObject* still = QlgHandler_getFormatter(h2);
-  EXPECT_EQ(still, shared);
+  EXPECT_EQ(still, shared) << "the shared default lives on while another handler holds it";
   QlgObject_release(still);
   QlgObject_release(shared);
-  QlgHandler_setFormatter(h1, f);  // installing the same formatter again changes nothing
-  EXPECT_EQ(f->refCount, fBefore + 1);
-}
-
-TEST_F(QlgConsoleHandlerTest, AnAbsentOrUnknownFormatterNameLeavesTheFormatterUnchanged) {
-  QlgObject* h = handlerWith("keep", "qlg_consolehandler", "test_bareformatter");
-  QlgObject* before = QlgHandler_getFormatter(h);
-  QlgHandler_propertyChanged(h, "formatterName");  // the property is not set
-  for (int unknown = 0; unknown < 2; unknown++) {
-    if (unknown) {
-      CaptureFd err(2);  // the toolkit reports the missing class
-      QlgObject_storeProperty(h, "formatterName", (prefix_ + "neverDefined").c_str());
-    }
-    QlgObject* after = QlgHandler_getFormatter(h);
-    EXPECT_EQ(after, before) << (unknown ? "unknown name" : "absent name");
-    QlgObject_release(after);
+  CaptureFd out(1);
+  publish(h1, "via name");
+  EXPECT_EQ(out.text(), "via name\n");
+  char* head = QlgHandler_getHead(handler("qlg_consolehandler", "test_headtail"));
+  EXPECT_STREQ(head, "HEAD\n");
+  QlgMem_free(head);
+  EXPECT_EQ(QlgHandler_getTail(h2), nullptr);
+  QlgObject* notAHandler = make("notAHandler", "test_headtail");
+  QlgHandler_setFormatter(h2, h1);  // a formatter of the wrong kind formats nothing
+  EXPECT_EQ(QlgHandler_format(h2, event("x")), nullptr);
+  EXPECT_EQ(QlgHandler_getHead(h2), nullptr);
+  QlgHandler_setFormatter(h2, nullptr);
+  for (QlgObject* o : {notAHandler, static_cast<QlgObject*>(nullptr)}) {
+    EXPECT_TRUE(QlgHandler_format(o, event("x")) == nullptr && QlgHandler_getHead(o) == nullptr &&
+                QlgHandler_getTail(o) == nullptr && QlgHandler_getFormatter(o) == nullptr);
+    QlgHandler_setFormatter(o, notAHandler);
   }
-  QlgObject_release(before);
+  QlgHandler_propertyChanged(nullptr, "formatterName");
 }
 
 TEST_F(QlgConsoleHandlerTest, FormatterNameCreatesAFormatterFromItsConfiguration) {
-  ardeltest::inChild([] {
-    QlgToolkit_shutdown();  // start over so that the file below is read
-    ardeltest::TempDir dir;
-    std::string path = dir.write("TyxTrace.properties",
-                                 "test.fmtByName.className=qlg_basicformatter\n"
-                                 "test.fmtByName.separator=|\n"
-                                 "test.handlerByName.className=qlg_consolehandler\n"
-                                 "test.handlerByName.formatterName=test.fmtByName\n");
-    ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
-    QlgObject* h = QlgObject_create("test.handlerByName", nullptr);
-    ASSERT_NE(h, nullptr);
+  ardeltest::withToolkit("test.fmt.className=qlg_basicformatter\ntest.fmt.separator=|\n"
+                         "test.h.className=qlg_consolehandler\ntest.h.formatterName=test.fmt\n", [] {
+    QlgObject* h = QlgObject_create("test.h", nullptr);
     QlgObject* f = QlgHandler_getFormatter(h);
     ASSERT_NE(f, nullptr);
-    EXPECT_STREQ(f->name, "test.fmtByName");
-    ASSERT_NE(f->field1.text, nullptr);
+    EXPECT_STREQ(f->name, "test.fmt");
     EXPECT_STREQ(f->field1.text, "|");
     QlgObject_release(f);
     QlgObject_release(h);
   });
-}
-
-TEST_F(QlgConsoleHandlerTest, HandlerOperationsAnswerNullForNonHandlers) {
-  QlgObject* f = make("notAHandler", "test_headtailformatter");
-  QlgEvent* e = event("x");
-  EXPECT_EQ(QlgHandler_format(f, e), nullptr);
-  EXPECT_EQ(QlgHandler_getHead(f), nullptr);
-  EXPECT_EQ(QlgHandler_getTail(f), nullptr);
-  EXPECT_EQ(QlgHandler_getFormatter(f), nullptr);
-  QlgHandler_setFormatter(f, f);
-  EXPECT_EQ(QlgHandler_format(nullptr, e), nullptr);
-  EXPECT_EQ(QlgHandler_getHead(nullptr), nullptr);
-  EXPECT_EQ(QlgHandler_getFormatter(nullptr), nullptr);
-  QlgHandler_setFormatter(nullptr, f);
-  QlgHandler_propertyChanged(nullptr, "formatterName");
-}
-
-TEST_F(QlgConsoleHandlerTest, HeadAndTailComeFromTheFormatterSlots) {
-  QlgObject* withHead = handlerWith("slots1", "qlg_consolehandler", "test_headtailformatter");
-  QlgObject* basic = make("slots2", "qlg_consolehandler");
-  char* head = QlgHandler_getHead(withHead);
-  char* tail = QlgHandler_getTail(withHead);
-  EXPECT_STREQ(head, "HEAD\n");
-  EXPECT_STREQ(tail, "TAIL\n");
-  QlgMem_free(head);
-  QlgMem_free(tail);
-  EXPECT_EQ(QlgHandler_getHead(basic), nullptr);
-  EXPECT_EQ(QlgHandler_getTail(basic), nullptr);
-}
-
-TEST_F(QlgConsoleHandlerTest, AFormatterOfTheWrongKindFormatsNothing) {
-  QlgObject* h = make("wrongKind", "qlg_consolehandler");
-  QlgObject* other = make("wrongKindOther", "qlg_consolehandler");
-  QlgHandler_setFormatter(h, other);
-  EXPECT_EQ(QlgHandler_format(h, event("x")), nullptr);
-  EXPECT_EQ(QlgHandler_getHead(h), nullptr);
-  QlgHandler_setFormatter(h, nullptr);
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
-/*
- * qlg_filehandler: how a configured name becomes a path, the properties and
- * their checks, head/record/tail placement, size-based rollover, recreation
- * of a removed file, and recovery from file-system faults (a directory that
- * cannot be made, a path that cannot be opened, a full device).
- */
+// qlg_filehandler: how a configured name becomes a path, the properties and
+// their checks, head/record/tail placement, size-based rollover, recreation
+// of a removed file, and recovery from file-system faults (a directory that
+// cannot be made, a path that cannot be opened, a full device).
 #include <gtest/gtest.h>
 
 #include <errno.h>
@@ -66,7 +64,7 @@ class FileHandlerTest : public ::testing::Test {
     if (obj) objects_.push_back(obj);
     return obj;
   }
-  /* A file handler with a bare (or head/tail) formatter and the given properties, in order. */
+  // A file handler with a bare (or head/tail) formatter and the given properties, in order.
   QlgObject* handler(const Props& props, bool headTail = false) {
     QlgObject* h = make("h" + std::to_string(objects_.size()), "qlg_filehandler");
     QlgHandler_setFormatter(h, make("f" + std::to_string(objects_.size()),
@@ -91,7 +89,7 @@ class FileHandlerTest : public ::testing::Test {
   std::vector<QlgObject*> objects_;
 };
 
-/* ---- names and paths ---- */
+// ---- names and paths ----
 
 TEST(FileHandlerPath, ComposedPathIsDirectorySlashBaseNumberDotExtension) {
   struct { const char *dir, *base; int n; const char *ext, *want; } cases[] = {
@@ -108,7 +106,7 @@ TEST(FileHandlerPath, ComposedPathIsDirectorySlashBaseNumberDotExtension) {
 TEST(FileHandlerPath, NameIsSplitIntoDirectoryBaseNumberAndExtension) {
   QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
   ASSERT_NE(d, nullptr);
-  /* An empty directory part means the working directory. */
+  // An empty directory part means the working directory.
   struct { const char *name, *dir, *base, *ext; int index; std::string path; } cases[] = {
       {"/logs/x.log", "/logs", "/x", "log", 0, "/logs//x.log"},
       {"var/log/trace12.txt", "var/log", "/trace", "txt", 12, "var/log//trace12.txt"},
@@ -146,7 +144,7 @@ TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
 }
 
 TEST_F(FileHandlerTest, ConfiguredNameEndingInADigitGetsAnUnderscore) {
-  /* Only the digit before the last dot counts. */
+  // Only the digit before the last dot counts.
   for (auto c : {std::make_pair("trace3.log", "trace3_.log"), std::make_pair("123", "123_"),
                  std::make_pair("log2.x.txt", "log2.x.txt")})
     EXPECT_EQ(path(handler({{"fileName", dir_.file(c.first)}})), dir_.path() + "//" + c.second);
@@ -158,22 +156,7 @@ TEST_F(FileHandlerTest, EmptyFileNameIsReportedAndFallsBackToDefaultLog) {
   EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h0'");
 }
 
-/* ---- properties ---- */
-
-TEST_F(FileHandlerTest, NewHandlerHasTheDocumentedDefaults) {
-  QlgFileHandlerData* d = data(handler({}));
-  ASSERT_NE(d, nullptr);
-  EXPECT_EQ(d->maxFileSize, 1048576);
-  EXPECT_EQ(d->maxFiles, 3);
-  EXPECT_EQ(d->filePermission, 0744u);
-  EXPECT_EQ(d->dirPermission, 0771u);
-  EXPECT_EQ(d->appending, 1);
-  EXPECT_EQ(d->semKey, 31821);
-  EXPECT_EQ(d->logInternalErrs, 1);
-  EXPECT_EQ(d->isOpen, 0);
-  EXPECT_EQ(d->converter, nullptr);
-  EXPECT_EQ(std::string(d->path), cwd() + "/default.log");
-}
+// ---- properties ----
 
 TEST_F(FileHandlerTest, SizeAndCountChecksWarnAndStoreTheirFallbacks) {
   CaptureFd err(2);
@@ -184,7 +167,7 @@ TEST_F(FileHandlerTest, SizeAndCountChecksWarnAndStoreTheirFallbacks) {
       << "stored although it has no effect";
   EXPECT_EQ(data(handler({{"maxFileSize", "abc"}}))->maxFileSize, 1024);
   std::string text = err.text(), n0 = prefix_ + "h0", n2 = prefix_ + "h2";
-  /* "%2d" in the stored text is a width of two, not a position. */
+  // "%2d" in the stored text is a width of two, not a position.
   EXPECT_HAS(text, "QLGFH0077W Property 'maxFiles' will be ignored for file handler " + n0 +
                        ", because the value  0 is not greater than zero.");
   EXPECT_HAS(text, "QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '" + n0 +
@@ -251,7 +234,7 @@ TEST_F(FileHandlerTest, SemKeyIsStoredAsRead) {
   EXPECT_EQ(data(h)->semKey, 0);
 }
 
-/* ---- writing ---- */
+// ---- writing ----
 
 TEST_F(FileHandlerTest, HeadOnceBeforeTheFirstRecordAndTailAtClose) {
   QlgObject* h = handler({{"fileName", dir_.file("sub/dir/ht.log")}}, true);
@@ -284,11 +267,11 @@ TEST_F(FileHandlerTest, DisabledHandlerWritesNothingAndEventsReachChainedListene
   EXPECT_EQ(ardeltest::seen().size(), 1u);
 }
 
-/* ---- rollover ---- */
+// ---- rollover ----
 
 TEST_F(FileHandlerTest, RolloverShiftsBackupsAndDropsTheOldest) {
   QlgObject* h = handler({{"fileName", dir_.file("app.log")}, {"maxFiles", "3"}, {"maxFileBytes", "10"}}, true);
-  /* HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first. */
+  // HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first.
   log(h, {"r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8"});
   EXPECT_EQ(readFile(dir_.file("app.log")), "HEAD\nr7\nr8\n");
   EXPECT_EQ(readFile(dir_.file("app1.log")), "HEAD\nr5\nr6\nTAIL\n");
@@ -306,9 +289,8 @@ TEST_F(FileHandlerTest, FileExceedsTheLimitByAtMostOneRecord) {
   EXPECT_EQ(readFile(dir_.file("lim1.log")).size(), 124u) << "four records: 93 bytes < 100, the fourth tips it";
 }
 
-/* The rollover test reads the file's own size (once a second), so a file
-   emptied in place by another program (as copy-and-truncate rotation does)
-   starts over. */
+// The rollover test reads the file's own size, so a file emptied in place by
+// another program (as copy-and-truncate rotation does) starts over.
 TEST_F(FileHandlerTest, RolloverTestUsesTheSizeReadFromTheFile) {
   QlgObject* h = handler({{"fileName", dir_.file("cut.log")}, {"maxFileBytes", "10"}});
   log(h, {std::string(12, 'a')});
@@ -335,7 +317,7 @@ TEST_F(FileHandlerTest, ExistingFileAtTheLimitIsRolledOverWhenOpened) {
   EXPECT_EQ(readFile(dir_.file("full.log")), "HEAD\nfresh\n");
 }
 
-/* ---- removal and faults ---- */
+// ---- removal and faults ----
 
 TEST_F(FileHandlerTest, FileRemovedOrMovedWhileOpenIsCreatedAgainWithItsHead) {
   QlgObject* h = handler({{"fileName", dir_.file("gone.log")}}, true);
@@ -349,9 +331,9 @@ TEST_F(FileHandlerTest, FileRemovedOrMovedWhileOpenIsCreatedAgainWithItsHead) {
   EXPECT_EQ(readFile(dir_.file("moved.log")), "HEAD\nb\n");
 }
 
-/* The file must count as present between records however its name is spelt:
-   a name of the full 260 characters composes to a longer path (the base name
-   keeps its separator), and a backslash is an ordinary character here. */
+// The file must count as present between records however its name is spelt:
+// a name of the full 260 characters composes to a longer path (the base name
+// keeps its separator), and a backslash is an ordinary character here.
 TEST_F(FileHandlerTest, LongestAcceptedNameAndBackslashNameAreOpenedOnceWithOneHead) {
   std::string middle(260 - dir_.path().size() - 1 - 7, 'd');
   for (size_t i = 100; i + 1 < middle.size(); i += 101) middle[i] = '/';
@@ -364,8 +346,8 @@ TEST_F(FileHandlerTest, LongestAcceptedNameAndBackslashNameAreOpenedOnceWithOneH
   }
 }
 
-/* A blocked path is reported and the record lost; once the blocker is gone
-   the next record opens the file again. */
+// A blocked path is reported and the record lost; once the blocker is gone
+// the next record opens the file again.
 TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecord) {
   std::string blocker = dir_.file("file.txt"), busy = dir_.file("busy.log");
   struct {
@@ -407,7 +389,7 @@ TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgai
     struct rlimit small = lim;
     small.rlim_cur = 16;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    /* A pipe, not a file: the size limit would cut a captured file too. */
+    // A pipe, not a file: the size limit would cut a captured file too.
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
     fflush(stderr);
@@ -431,7 +413,7 @@ TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgai
   });
 }
 
-/* ---- robustness ---- */
+// ---- robustness ----
 
 TEST_F(FileHandlerTest, NullArgumentsAndForeignObjectsAreIgnored) {
   QlgFileHandler_publish(nullptr, nullptr);

@@ -1,10 +1,8 @@
-/*
- * qlg_multiproc_filehandler: copy-and-truncate rollover, no head or tail,
- * always appending, the report when a backup cannot be made, and the
- * guarantees between processes: several writers sharing one file lose no
- * record and split none, and a writer killed in the middle does not stop
- * the others.
- */
+// qlg_multiproc_filehandler: copy-and-truncate rollover, no head or tail,
+// always appending, the report when a backup cannot be made, and the
+// guarantees between processes: several writers sharing one file lose no
+// record and split none, and a writer killed in the middle does not stop
+// the others.
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -43,7 +41,7 @@ using ardeltest::tailText;
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-/* A lock key of this test run alone, so parallel runs do not contend. */
+// A lock key of this test run alone, so parallel runs do not contend.
 std::string ownKey() { return std::to_string(0x4d500000 + (getpid() & 0xfffff)); }
 
 class MPFileHandlerTest : public ::testing::Test {
@@ -113,7 +111,7 @@ TEST_F(MPFileHandlerTest, RolloverCopiesIntoBackupOneAndEmptiesTheActiveFileInPl
   log(h, "r2");
   struct stat before;
   ASSERT_EQ(stat(dir_.file("r.log").c_str(), &before), 0);
-  log(h, "r3"); /* 6 bytes reached: rollover first */
+  EXPECT_EQ(ardeltest::stderrOf([&] { log(h, "r3"); }), "") << "a rollover whose copy is written and synced reports nothing";
   struct stat after;
   ASSERT_EQ(stat(dir_.file("r.log").c_str(), &after), 0);
   EXPECT_EQ(before.st_ino, after.st_ino) << "the active file keeps its identity";
@@ -183,12 +181,12 @@ TEST_F(MPFileHandlerTest, NullArgumentsAreIgnored) {
   EXPECT_FALSE(exists(dir_.file("n.log")));
 }
 
-/* ---- several processes ---- */
+// ---- several processes ----
 
 const int kLineSlack = 64; /* longer than any record line of these tests */
 
-/* A writer process: its own toolkit from the properties file, then
-   `records` log calls through logger "soak". */
+// A writer process: its own toolkit from the properties file, then
+// `records` log calls through logger "soak".
 pid_t startWriter(const std::string& props, int writer, int records) {
   fflush(stdout);
   fflush(stderr);
@@ -214,7 +212,7 @@ std::string soakProps(const TempDir& dir, int maxBytes, int maxFiles) {
                    "soakFile.MPFileSemKey=" + ownKey() + "\n");
 }
 
-/* Waits for pid until the deadline; kills it and returns -1 on time-out. */
+// Waits for pid until the deadline; kills it and returns -1 on time-out.
 int waitUntil(pid_t pid, time_t deadline) {
   for (;;) {
     int status = 0;
@@ -229,7 +227,7 @@ int waitUntil(pid_t pid, time_t deadline) {
   }
 }
 
-/* "dddd-dd-dd dd:dd:dd.ddd+dd:dd" */
+// "dddd-dd-dd dd:dd:dd.ddd+dd:dd"
 bool isStamp(const std::string& s) {
   const char* shape = "dddd-dd-dd dd:dd:dd.ddd+dd:dd";
   if (s.size() != strlen(shape)) return false;
@@ -303,7 +301,7 @@ TEST(MPFileHandlerProcesses, WriterKilledInTheMiddleDoesNotStallTheOthers) {
   const int kRecords = 5000, kMaxFiles = 400;
   std::string props = soakProps(dir, 16384, kMaxFiles);
   pid_t victim = startWriter(props, 9, 1000000);
-  /* Let the victim get going, then start the others and kill it among them. */
+  // Let the victim get going, then start the others and kill it among them.
   time_t start = time(nullptr);
   while (!exists(dir.file("shared1.log")) && time(nullptr) < start + 20) usleep(2000);
   std::vector<pid_t> pids;
@@ -319,7 +317,7 @@ TEST(MPFileHandlerProcesses, WriterKilledInTheMiddleDoesNotStallTheOthers) {
   for (int w = 0; w < 3; w++)
     for (int r = 0; r < kRecords; r++)
       EXPECT_GE((c.count[{w, r}]), 1) << "survivor record w" << w << " r" << r;
-  /* A copy cut short by the kill can leave one partial last line behind. */
+  // A copy cut short by the kill can leave one partial last line behind.
   EXPECT_EQ(c.broken, c.brokenAtFileEnd);
   EXPECT_LE(c.brokenAtFileEnd, 1);
 }

@@ -1,66 +1,38 @@
-/*
- * The toolkit's recursive lock and the named mutex shared between
- * processes.  Cross-process cases fork real children; each child opens the
- * name itself and reports through its exit code or a pipe.  Every test
- * works in a private TMPDIR so that no lock file is shared with anything
- * else on the machine.
- */
-#include <gtest/gtest.h>
-
+// The toolkit's recursive lock and the named mutex shared between processes.
+// Cross-process cases fork real children; each child opens the name itself
+// and reports through its exit code or a pipe.  Every test works in a private
+// TMPDIR so that no lock file is shared with anything else on the machine.
 #include <dirent.h>
 #include <errno.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <string>
 
 #include "platform/CxMutex.h"
-#include "platform/PlatformTestSupport.h"
-#include "util/QlgMemTest.h"
-
-using ardeltest::TempDir;
-using ardeltest::writeText;
+#include "support/TestSupport.h"
 
 namespace {
 
-#define EXPECT_STATUS(call, o, c)     \
-  do {                                \
-    CxStatus s_ = (call);             \
-    EXPECT_EQ(s_.origin, o) << #call; \
-    EXPECT_EQ(s_.code, c) << #call;   \
-  } while (0)
-#define ASSERT_OK(call) ASSERT_TRUE(CxStatus_isOk(call)) << #call
-#define EXPECT_OK(call) EXPECT_TRUE(CxStatus_isOk(call)) << #call
+using ardeltest::statusOf;
+using ardeltest::statusText;
+
+const std::string kTimedOut = "w 258";
 
 mode_t modeOf(const std::string& path) {
   struct stat st;
   return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
 }
 
-bool isTimedOut(CxStatus s) { return s.origin == 'w' && s.code == CX_MUTEX_TIMED_OUT; }
-
-int64_t monotonicMs() {
-  struct timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return (int64_t)t.tv_sec * 1000 + t.tv_nsec / 1000000;
-}
-
-/* One byte from fd within ms milliseconds, or -1. */
+// One byte from fd within ms milliseconds, or -1.
 int readByte(int fd, int ms) {
   struct pollfd p = {fd, POLLIN, 0};
-  if (poll(&p, 1, ms) != 1) return -1;
   char c;
-  return read(fd, &c, 1) == 1 ? c : -1;
+  return poll(&p, 1, ms) == 1 && read(fd, &c, 1) == 1 ? c : -1;
 }
-
-void sendByte(int fd, char c) { (void)!write(fd, &c, 1); }
 
 int exitCodeOf(pid_t pid) {
   int status = 0;
@@ -68,140 +40,121 @@ int exitCodeOf(pid_t pid) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
 }
 
-int openFdCount() {
-  int n = 0;
-  DIR* d = opendir("/proc/self/fd");
-  if (!d) return -1;
-  while (readdir(d)) n++;
-  closedir(d);
-  return n;
+// A child that opens name, reports 'w', waits for the mutex (with ms, or
+// without limit when ms < 0) and reports 'g' or 't'; the exit code says
+// whether the outcome matched expectLock (0) and how long it waited.
+pid_t waiter(const char* name, int ms, bool expectLock, int pipeOut = -1) {
+  fflush(nullptr);
+  pid_t pid = fork();
+  if (pid != 0) return pid;
+  CxMutex* m = nullptr;
+  if (!CxStatus_isOk(CxMutex_createNamed(&m, name))) _exit(10);
+  if (pipeOut >= 0) (void)!write(pipeOut, "w", 1);
+  struct timespec a, b;
+  clock_gettime(CLOCK_MONOTONIC, &a);
+  errno = ENOENT;  // a stale errno must not turn a granted lock into a failure
+  std::string s = statusOf(ms < 0 ? CxMutex_lock(m) : CxMutex_lockTimed(m, ms));
+  clock_gettime(CLOCK_MONOTONIC, &b);
+  long waited = (b.tv_sec - a.tv_sec) * 1000 + (b.tv_nsec - a.tv_nsec) / 1000000;
+  if (pipeOut >= 0) (void)!write(pipeOut, s == "ok" ? "g" : "t", 1);
+  int rc = expectLock ? (s == "ok" ? 0 : 11) : (s != kTimedOut ? 13 : waited < ms - 10 ? 14 : 0);
+  if (s == "ok" && statusOf(CxMutex_unlock(m)) != "ok") rc = 12;
+  CxMutex_close(&m);
+  _exit(rc);
 }
 
 class CxMutexTest : public ::testing::Test {
  protected:
-  TempDir tmp;
-  const char* saved = getenv("TMPDIR");
-  std::string savedTmpdir = saved ? saved : "";
-
-  void SetUp() override {
-    ASSERT_TRUE(tmp.ok());
-    setenv("TMPDIR", tmp.path().c_str(), 1);
-  }
+  void SetUp() override { setenv("TMPDIR", tmp.path().c_str(), 1); }
   void TearDown() override { saved ? setenv("TMPDIR", savedTmpdir.c_str(), 1) : unsetenv("TMPDIR"); }
-
   CxMutex* named(const char* name) {
     CxMutex* m = nullptr;
-    EXPECT_OK(CxMutex_createNamed(&m, name));
+    EXPECT_EQ(statusOf(CxMutex_createNamed(&m, name)), "ok");
     return m;
   }
+  ardeltest::TempDir tmp;
+  const char* saved = getenv("TMPDIR");
+  std::string savedTmpdir = saved ? saved : "";
 };
 
-/* Child bodies: they return the child's exit code and never touch gtest. */
-int childTimedLock(const char* name, int32_t ms, bool expectLock) {
-  CxMutex* m = nullptr;
-  if (!CxStatus_isOk(CxMutex_createNamed(&m, name))) return 10;
-  int64_t start = monotonicMs();
-  CxStatus s = CxMutex_lockTimed(m, ms);
-  int64_t waited = monotonicMs() - start;
-  int rc;
-  if (expectLock) {
-    rc = CxStatus_isOk(s) ? 0 : 11;
-    if (rc == 0 && !CxStatus_isOk(CxMutex_unlock(m))) rc = 12;
-  } else {
-    rc = !isTimedOut(s) ? 13 : (waited < ms - 10 ? 14 : 0);
-  }
-  CxMutex_close(&m);
-  return rc;
+// The outcome of op(m) run by another thread.
+std::string onOtherThread(CxMutex* m, CxStatus (*op)(CxMutex*)) {
+  struct Attempt {
+    CxMutex* m;
+    CxStatus (*op)(CxMutex*);
+    CxStatus result;
+  } a = {m, op, CxStatus_make('?', -1)};
+  pthread_t t;
+  pthread_create(&t, nullptr, [](void* p) -> void* {
+    Attempt* a = static_cast<Attempt*>(p);
+    a->result = a->op(a->m);
+    return nullptr;
+  }, &a);
+  pthread_join(t, nullptr);
+  return statusOf(a.result);
 }
 
-template <typename Body>
-pid_t forkChild(Body body) {
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  return pid;
+// A short lockTimed made by another thread, released again when it succeeds.
+std::string lockFromOtherThread(CxMutex* m) {
+  return onOtherThread(m, [](CxMutex* m) {
+    CxStatus s = CxMutex_lockTimed(m, 50);
+    if (CxStatus_isOk(s)) CxMutex_unlock(m);
+    return s;
+  });
 }
 
 }  // namespace
 
-/* ---- across processes ---- */
-
 TEST_F(CxMutexTest, ASecondProcessBlocksWhileTheFirstHoldsTheNamedMutex) {
   CxMutex* m = named("block");
-  ASSERT_OK(CxMutex_lock(m));
+  ASSERT_EQ(statusOf(CxMutex_lock(m)), "ok");
   int p[2];
   ASSERT_EQ(pipe(p), 0);
-  pid_t pid = forkChild([&] {
-    close(p[0]);
-    CxMutex* c = nullptr;
-    if (!CxStatus_isOk(CxMutex_createNamed(&c, "block"))) return 10;
-    sendByte(p[1], 'w');
-    if (!CxStatus_isOk(CxMutex_lock(c))) return 11;
-    sendByte(p[1], 'g');
-    CxMutex_unlock(c);
-    CxMutex_close(&c);
-    return 0;
-  });
-  ASSERT_GT(pid, 0);
+  pid_t pid = waiter("block", -1, true, p[1]);
   close(p[1]);
   ASSERT_EQ(readByte(p[0], 5000), 'w');
   EXPECT_EQ(readByte(p[0], 300), -1) << "the child got the mutex while it was held";
-  ASSERT_OK(CxMutex_unlock(m));
+  ASSERT_EQ(statusOf(CxMutex_unlock(m)), "ok");
   EXPECT_EQ(readByte(p[0], 5000), 'g');
   EXPECT_EQ(exitCodeOf(pid), 0);
   close(p[0]);
   CxMutex_close(&m);
 }
 
-TEST_F(CxMutexTest, LockTimedGivesUpAfterItsTimeoutWithW258) {
+TEST_F(CxMutexTest, LockTimedGivesUpAfterItsTimeoutWhileTheDefaultWaitOutlastsTheHold) {
   CxMutex* m = named("timed");
-  ASSERT_OK(CxMutex_lock(m));
-  pid_t pid = forkChild([] { return childTimedLock("timed", 300, false); });
-  EXPECT_EQ(exitCodeOf(pid), 0) << "13: not 'w' 258, 14: gave up early";
-  ASSERT_OK(CxMutex_unlock(m));
-  /* Released, the same short wait succeeds. */
-  pid = forkChild([] { return childTimedLock("timed", 300, true); });
-  EXPECT_EQ(exitCodeOf(pid), 0);
-  CxMutex_close(&m);
-}
-
-TEST_F(CxMutexTest, TheCallersDefaultWaitOutlastsAHoldThatDefeatsAShortOne) {
-  EXPECT_EQ(CX_MUTEX_WAIT_MS, 10000);
-  CxMutex* m = named("default");
-  ASSERT_OK(CxMutex_lock(m));
-  pid_t shortWaiter = forkChild([] { return childTimedLock("default", 100, false); });
-  pid_t defaultWaiter = forkChild([] { return childTimedLock("default", CX_MUTEX_WAIT_MS, true); });
-  EXPECT_EQ(exitCodeOf(shortWaiter), 0);
-  usleep(200 * 1000);
-  ASSERT_OK(CxMutex_unlock(m));
+  ASSERT_EQ(statusOf(CxMutex_lock(m)), "ok");
+  pid_t shortWaiter = waiter("timed", 300, false);
+  pid_t defaultWaiter = waiter("timed", CX_MUTEX_WAIT_MS, true);
+  EXPECT_EQ(exitCodeOf(shortWaiter), 0) << "13: not 'w' 258, 14: gave up early";
+  ASSERT_EQ(statusOf(CxMutex_unlock(m)), "ok");
   EXPECT_EQ(exitCodeOf(defaultWaiter), 0);
+  EXPECT_EQ(exitCodeOf(waiter("timed", 300, true)), 0) << "released, the same short wait succeeds";
   CxMutex_close(&m);
 }
 
 TEST_F(CxMutexTest, AHolderKilledWithSigkillReleasesTheNamedMutex) {
   int p[2];
   ASSERT_EQ(pipe(p), 0);
-  pid_t pid = forkChild([&] {
-    close(p[0]);
+  fflush(nullptr);
+  pid_t pid = fork();
+  if (pid == 0) {
     CxMutex* c = nullptr;
-    if (!CxStatus_isOk(CxMutex_createNamed(&c, "killed")) || !CxStatus_isOk(CxMutex_lock(c))) return 10;
-    sendByte(p[1], 'h');
+    if (!CxStatus_isOk(CxMutex_createNamed(&c, "killed")) || !CxStatus_isOk(CxMutex_lock(c))) _exit(10);
+    (void)!write(p[1], "h", 1);
     for (;;) pause();
-  });
-  ASSERT_GT(pid, 0);
+  }
   close(p[1]);
   ASSERT_EQ(readByte(p[0], 5000), 'h');
   CxMutex* m = named("killed");
-  EXPECT_TRUE(isTimedOut(CxMutex_lockTimed(m, 100)));
+  EXPECT_EQ(statusOf(CxMutex_lockTimed(m, 100)), kTimedOut);
   ASSERT_EQ(kill(pid, SIGKILL), 0);
-  EXPECT_OK(CxMutex_lockTimed(m, 1000));
+  EXPECT_EQ(statusOf(CxMutex_lockTimed(m, 1000)), "ok");
   EXPECT_EQ(exitCodeOf(pid), 100 + SIGKILL);
   CxMutex_unlock(m);
   CxMutex_close(&m);
   close(p[0]);
 }
-
-/* ---- within one process ---- */
 
 namespace {
 struct Shared {
@@ -209,9 +162,8 @@ struct Shared {
   long counter;
   int failures;
 };
-
 void* bumpCounter(void* arg) {
-  Shared* s = (Shared*)arg;
+  Shared* s = static_cast<Shared*>(arg);
   for (int i = 0; i < 200; i++) {
     if (!CxStatus_isOk(CxMutex_lock(s->m))) {
       s->failures++;
@@ -224,71 +176,49 @@ void* bumpCounter(void* arg) {
   }
   return nullptr;
 }
-
-struct Attempt {
-  CxMutex* m;
-  CxStatus (*op)(CxMutex*);
-  CxStatus result;
-};
-
-/* The outcome of op(m) run by another thread. */
-CxStatus onOtherThread(CxMutex* m, CxStatus (*op)(CxMutex*)) {
-  Attempt a = {m, op, CxStatus_make('?', -1)};
-  pthread_t t;
-  pthread_create(&t, nullptr, [](void* p) -> void* {
-    Attempt* a = (Attempt*)p;
-    a->result = a->op(a->m);
-    return nullptr;
-  }, &a);
-  pthread_join(t, nullptr);
-  return a.result;
-}
-
-/* The outcome of a short lockTimed made by another thread. */
-CxStatus lockFromOtherThread(CxMutex* m) {
-  return onOtherThread(m, [](CxMutex* m) {
-    CxStatus s = CxMutex_lockTimed(m, 50);
-    if (CxStatus_isOk(s)) CxMutex_unlock(m);
-    return s;
-  });
-}
 }  // namespace
 
-TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialised) {
+TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialisedAndOnlyTheHolderMayUnlock) {
   Shared s = {named("threads"), 0, 0};
   pthread_t t[4];
   for (auto& th : t) ASSERT_EQ(pthread_create(&th, nullptr, bumpCounter, &s), 0);
   for (auto& th : t) pthread_join(th, nullptr);
   EXPECT_EQ(s.failures, 0);
   EXPECT_EQ(s.counter, 800);
-  ASSERT_OK(CxMutex_lock(s.m));
-  EXPECT_TRUE(isTimedOut(lockFromOtherThread(s.m)));
-  CxMutex_unlock(s.m);
-  EXPECT_OK(lockFromOtherThread(s.m));
   CxMutex_close(&s.m);
+  CxMutex* kinds[2] = {nullptr, named("owner")};
+  ASSERT_EQ(statusOf(CxMutex_create(&kinds[0])), "ok");
+  for (CxMutex* m : kinds) {
+    EXPECT_EQ(statusOf(CxMutex_unlock(m)), statusText('p', EPERM));
+    ASSERT_EQ(statusOf(CxMutex_lock(m)), "ok");
+    EXPECT_EQ(onOtherThread(m, CxMutex_unlock), statusText('p', EPERM)) << "another thread's unlock is refused";
+    EXPECT_EQ(lockFromOtherThread(m), kTimedOut) << "the hold survives it";
+    EXPECT_EQ(statusOf(CxMutex_unlock(m)), "ok");
+    EXPECT_EQ(lockFromOtherThread(m), "ok");
+    CxMutex_close(&m);
+  }
 }
 
-/* The unnamed mutex is probed from another thread; the named one through a
-   second handle of the same name in this process, so its file lock must also
-   be kept until the last unlock. */
+// The unnamed mutex is probed from another thread; the named one through a
+// second handle of the same name in this process, so its file lock must also
+// be kept until the last unlock and survive closing another handle.
 TEST_F(CxMutexTest, BothMutexesAreRecursiveAndTwoHandlesOfOneNameExcludeEachOther) {
   CxMutex* m = nullptr;
-  ASSERT_OK(CxMutex_create(&m));
+  ASSERT_EQ(statusOf(CxMutex_create(&m)), "ok");
   CxMutex* b = named("recursive");
   for (CxMutex* a : {m, named("recursive")}) {
     bool isNamed = a != m;
-    auto probe = [&] { return isNamed ? CxMutex_lockTimed(b, 30) : lockFromOtherThread(m); };
-    ASSERT_OK(CxMutex_lock(a));
-    ASSERT_OK(CxMutex_lockTimed(a, 0));
-    ASSERT_OK(CxMutex_unlock(a));
-    EXPECT_TRUE(isTimedOut(probe())) << "one unlock released two holds";
-    ASSERT_OK(CxMutex_unlock(a));
-    EXPECT_OK(probe());
+    auto probe = [&] { return isNamed ? statusOf(CxMutex_lockTimed(b, 30)) : lockFromOtherThread(m); };
+    ASSERT_EQ(statusOf(CxMutex_lock(a)), "ok");
+    ASSERT_EQ(statusOf(CxMutex_lockTimed(a, 0)), "ok");
+    ASSERT_EQ(statusOf(CxMutex_unlock(a)), "ok");
+    EXPECT_EQ(probe(), kTimedOut) << "one unlock released two holds";
+    ASSERT_EQ(statusOf(CxMutex_unlock(a)), "ok");
+    EXPECT_EQ(probe(), "ok");
     CxMutex_close(&a);
     if (isNamed) {
-      /* Closing the other handle must not drop b's lock. */
       CxMutex* c = named("recursive");
-      EXPECT_TRUE(isTimedOut(CxMutex_lockTimed(c, 30)));
+      EXPECT_EQ(statusOf(CxMutex_lockTimed(c, 30)), kTimedOut);
       CxMutex_close(&c);
       CxMutex_unlock(b);
     }
@@ -296,103 +226,62 @@ TEST_F(CxMutexTest, BothMutexesAreRecursiveAndTwoHandlesOfOneNameExcludeEachOthe
   CxMutex_close(&b);
 }
 
-TEST_F(CxMutexTest, UnlockByAThreadThatDoesNotHoldItFailsAndChangesNothing) {
-  CxMutex* kinds[2] = {nullptr, named("owner")};
-  ASSERT_OK(CxMutex_create(&kinds[0]));
-  for (CxMutex* m : kinds) {
-    EXPECT_STATUS(CxMutex_unlock(m), 'p', EPERM);
-    ASSERT_OK(CxMutex_lock(m));
-    /* Another thread's unlock is refused; the hold survives it. */
-    EXPECT_STATUS(onOtherThread(m, CxMutex_unlock), 'p', EPERM);
-    EXPECT_TRUE(isTimedOut(lockFromOtherThread(m)));
-    EXPECT_OK(CxMutex_unlock(m));
-    CxMutex_close(&m);
-  }
-}
-
-/* ---- names, lock files and arguments ---- */
-
-TEST_F(CxMutexTest, AKeyNamesTheLockFileInLowerCaseHexInTmpdir) {
+TEST_F(CxMutexTest, LockFilesAreNamedInTmpdirOpenToEveryUserAndNeverFollowAPlantedLink) {
   mode_t old = umask(077);
   CxMutex* m = nullptr;
   CxStatus s = CxMutex_createKeyed(&m, 31821);
   umask(old);
-  ASSERT_OK(s);
-  /* Every user's processes must be able to open it, whatever our umask. */
-  EXPECT_EQ(modeOf(tmp.file("CX_SEM_KEY_7c4d")), 0666u);
+  ASSERT_EQ(statusOf(s), "ok");
+  EXPECT_EQ(modeOf(tmp.file("CX_SEM_KEY_7c4d")), 0666u) << "whatever our umask";
   CxMutex_close(&m);
-  /* Closing leaves the file for the other processes. */
-  EXPECT_EQ(access(tmp.file("CX_SEM_KEY_7c4d").c_str(), F_OK), 0);
-  ASSERT_OK(CxMutex_createKeyed(&m, -1));
+  EXPECT_EQ(access(tmp.file("CX_SEM_KEY_7c4d").c_str(), F_OK), 0) << "closing leaves the file for the others";
+  ASSERT_EQ(statusOf(CxMutex_createKeyed(&m, -1)), "ok");
   EXPECT_EQ(access(tmp.file("CX_SEM_KEY_ffffffff").c_str(), F_OK), 0);
   CxMutex_close(&m);
-}
-
-TEST_F(CxMutexTest, AnExistingLockFileOfOursIsWidenedTo0666) {
-  /* A file left narrow (by an older process or by hand) must not keep other
-     users out. */
-  ASSERT_TRUE(writeText(tmp.file("existing"), ""));
-  ASSERT_EQ(chmod(tmp.file("existing").c_str(), 0600), 0);
-  CxMutex* m = named("existing");
-  ASSERT_NE(m, nullptr);
+  chmod(tmp.write("existing", "").c_str(), 0600);  // left narrow by an older process or by hand
+  m = named("existing");
   EXPECT_EQ(modeOf(tmp.file("existing")), 0666u);
   CxMutex_close(&m);
-}
-
-TEST_F(CxMutexTest, ASymbolicLinkPlantedAtTheLockPathIsRefused) {
-  std::string victim = tmp.file("victim");
-  ASSERT_TRUE(writeText(victim, "secret"));
+  std::string victim = tmp.write("victim", "secret");
   ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
   ASSERT_EQ(symlink(victim.c_str(), tmp.file("CX_SEM_KEY_1").c_str()), 0);
-  CxMutex* m = nullptr;
-  EXPECT_STATUS(CxMutex_createKeyed(&m, 1), 'p', ELOOP);
+  EXPECT_EQ(statusOf(CxMutex_createKeyed(&m, 1)), statusText('p', ELOOP));
   EXPECT_EQ(m, nullptr);
   EXPECT_EQ(modeOf(victim), 0600u);
-}
-
-TEST_F(CxMutexTest, WithoutTmpdirTheLockFileGoesToSlashTmp) {
   unsetenv("TMPDIR");
   std::string name = "ardel-test-" + std::to_string(getpid());
-  CxMutex* m = nullptr;
-  ASSERT_OK(CxMutex_createNamed(&m, name.c_str()));
-  std::string path = "/tmp/" + name;
-  EXPECT_EQ(access(path.c_str(), F_OK), 0);
+  ASSERT_EQ(statusOf(CxMutex_createNamed(&m, name.c_str())), "ok");
+  EXPECT_EQ(access(("/tmp/" + name).c_str(), F_OK), 0) << "without TMPDIR the lock file goes to /tmp";
   CxMutex_close(&m);
-  unlink(path.c_str());
+  unlink(("/tmp/" + name).c_str());
 }
 
-TEST_F(CxMutexTest, BadNamesAndNullArgumentsGiveP22AndCloseNullsTheHandle) {
-  CxMutex* m = (CxMutex*)&m;
-  EXPECT_STATUS(CxMutex_createNamed(&m, nullptr), 'p', 22);
-  EXPECT_EQ(m, nullptr);
-  EXPECT_STATUS(CxMutex_createNamed(&m, ""), 'p', 22);
-  EXPECT_STATUS(CxMutex_createNamed(&m, "../escape"), 'p', 22);
-  std::string longest(CX_MUTEX_NAME_MAX, 'n');
-  EXPECT_OK(CxMutex_createNamed(&m, longest.c_str()));
-  EXPECT_OK(CxMutex_close(&m));
-  EXPECT_EQ(m, nullptr) << "closing sets the handle to null";
-  std::string tooLong(CX_MUTEX_NAME_MAX + 1, 'n');
-  EXPECT_STATUS(CxMutex_createNamed(&m, tooLong.c_str()), 'p', 22);
-  EXPECT_STATUS(CxMutex_createNamed(nullptr, "x"), 'p', 22);
-  EXPECT_STATUS(CxMutex_create(nullptr), 'p', 22);
-  EXPECT_STATUS(CxMutex_lock(nullptr), 'p', 22);
-  EXPECT_STATUS(CxMutex_lockTimed(nullptr, 10), 'p', 22);
-  EXPECT_STATUS(CxMutex_unlock(nullptr), 'p', 22);
-  EXPECT_STATUS(CxMutex_close(nullptr), 'p', 22);
-  m = nullptr;
-  EXPECT_STATUS(CxMutex_close(&m), 'p', 22);
-}
-
-TEST_F(CxMutexTest, OutOfMemoryGivesP12AndLeaksNothing) {
-  int fds = openFdCount();
-  for (int named = 0; named < 2; named++) {
-    CxMutex* m = (CxMutex*)&m;
-    QlgMem_failAt(1);
-    CxStatus s = named ? CxMutex_createNamed(&m, "oom") : CxMutex_create(&m);
-    EXPECT_EQ(QlgMem_failed(), 1);
-    QlgMem_failAt(0);
-    EXPECT_STATUS(s, 'p', ENOMEM);
+TEST_F(CxMutexTest, BadNamesNullArgumentsAndOutOfMemoryAreRefusedLeavingNoHandle) {
+  CxMutex* m = reinterpret_cast<CxMutex*>(&m);
+  std::string longest(CX_MUTEX_NAME_MAX, 'n'), tooLong(CX_MUTEX_NAME_MAX + 1, 'n');
+  for (const char* bad : {static_cast<const char*>(nullptr), "", "../escape", tooLong.c_str()}) {
+    EXPECT_EQ(statusOf(CxMutex_createNamed(&m, bad)), "p 22");
     EXPECT_EQ(m, nullptr);
   }
-  EXPECT_EQ(openFdCount(), fds);
+  EXPECT_EQ(statusOf(CxMutex_createNamed(&m, longest.c_str())), "ok");
+  EXPECT_EQ(statusOf(CxMutex_close(&m)), "ok");
+  EXPECT_EQ(m, nullptr) << "closing sets the handle to null";
+  for (const CxStatus& s : {CxMutex_createNamed(nullptr, "x"), CxMutex_create(nullptr), CxMutex_lock(nullptr),
+                            CxMutex_lockTimed(nullptr, 10), CxMutex_unlock(nullptr), CxMutex_close(nullptr), CxMutex_close(&m)})
+    EXPECT_EQ(statusOf(s), "p 22");
+  DIR* d = opendir("/proc/self/fd");
+  int fds = 0;
+  while (readdir(d)) fds++;
+  for (int isNamed = 0; isNamed < 2; isNamed++) {
+    m = reinterpret_cast<CxMutex*>(&m);
+    QlgMem_failAt(1);
+    CxStatus s = isNamed ? CxMutex_createNamed(&m, "oom") : CxMutex_create(&m);
+    QlgMem_failAt(0);
+    EXPECT_EQ(statusOf(s), statusText('p', ENOMEM));
+    EXPECT_EQ(m, nullptr);
+  }
+  rewinddir(d);
+  while (readdir(d)) fds--;
+  closedir(d);
+  EXPECT_EQ(fds, 0) << "no descriptor leaks";
 }

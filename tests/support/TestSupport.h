@@ -1,9 +1,8 @@
-/*
- * Helpers shared by the test suites: running a test body in a child process
- * (the toolkit's state is process-wide, so a test that needs a fresh toolkit
- * runs in its own process), capturing what a body writes to standard error
- * or standard output, and temporary directories with small files.
- */
+// Helpers shared by the test suites: running a test body in a child process
+// (the toolkit's state is process-wide, so a test that needs a fresh toolkit
+// runs in its own process), capturing what a body writes to standard error
+// or standard output, temporary directories with small files, and the sweep
+// that fails every allocation of an operation in turn.
 #ifndef ARDEL_TESTS_SUPPORT_H
 #define ARDEL_TESTS_SUPPORT_H
 
@@ -21,9 +20,13 @@
 #include <sstream>
 #include <string>
 
+#include <ardel/QlgMem.h>
+
+#include "util/QlgMemTest.h"
+
 namespace ardeltest {
 
-/* Runs body in a forked child; gtest failures inside it fail this test. */
+// Runs body in a forked child; gtest failures inside it fail this test.
 inline void inChild(const std::function<void()>& body) {
   std::fflush(stdout);
   std::fflush(stderr);
@@ -53,7 +56,7 @@ inline void writeFile(const std::string& path, const std::string& content) {
   out << content;
 }
 
-/* A temporary directory removed (with its contents) when it goes out of scope. */
+// A temporary directory removed (with its contents) when it goes out of scope.
 class TempDir {
  public:
   TempDir() {
@@ -75,7 +78,7 @@ class TempDir {
   std::string path_;
 };
 
-/* Captures everything written to one file descriptor (1 or 2) while alive. */
+// Captures everything written to one file descriptor (1 or 2) while alive.
 class CaptureFd {
  public:
   explicit CaptureFd(int fd) : fd_(fd) {
@@ -105,6 +108,44 @@ class CaptureFd {
   int saved_ = -1;
   std::string path_;
 };
+
+// A status's origin and code as "o code", for one comparison per call.
+#define STATUS_OF(call) ardeltest::statusOf(call)
+inline std::string statusText(char origin, int code) {
+  return origin == '-' ? "ok" : std::string(1, origin) + " " + std::to_string(code);
+}
+template <class Status>
+std::string statusOf(const Status& s) {
+  return statusText(s.origin, s.code);
+}
+
+// What body writes to standard error.
+inline std::string stderrOf(const std::function<void()>& body) {
+  CaptureFd err(2);
+  body();
+  return err.text();
+}
+
+// Runs op once after reset to count its allocations, then once per
+// allocation with that one failing; check(i) runs after each failed run
+// (the ASan build also checks that nothing leaked).
+inline void sweepAllocations(const std::function<void()>& reset, const std::function<void()>& op,
+                             const std::function<void(long)>& check) {
+  reset();
+  QlgMem_failAt(0);
+  op();
+  long total = QlgMem_allocCount();
+  ASSERT_GT(total, 0);
+  for (long i = 1; i <= total; i++) {
+    SCOPED_TRACE("failing allocation " + std::to_string(i) + " of " + std::to_string(total));
+    reset();
+    QlgMem_failAt(i);
+    op();
+    EXPECT_TRUE(QlgMem_failed());
+    QlgMem_failAt(0);
+    check(i);
+  }
+}
 
 }  // namespace ardeltest
 

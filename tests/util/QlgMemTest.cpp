@@ -1,34 +1,31 @@
-#include <gtest/gtest.h>
-#include <ardel/QlgMem.h>
-#include "util/QlgMemTest.h"
-
-TEST(QlgMem, ArmedFailureHitsExactlyTheNthAttemptOnce) {
-  QlgMem_failAt(2);
-  void* a = QlgMem_alloc(8);
-  char* b = QlgMem_strdup("x");
-  void* c = QlgMem_alloc(8);
-  EXPECT_NE(a, nullptr);
-  EXPECT_EQ(b, nullptr);
-  EXPECT_NE(c, nullptr);
-  EXPECT_EQ(QlgMem_failed(), 1);
-  EXPECT_EQ(QlgMem_allocCount(), 3);
-  QlgMem_free(a);
-  QlgMem_free(c);
-  QlgMem_failAt(0);
-}
-
-TEST(QlgMem, StrdupOfNullIsNullWithoutAllocating) {
-  QlgMem_failAt(0);
-  EXPECT_EQ(QlgMem_strdup(nullptr), nullptr);
-  EXPECT_EQ(QlgMem_allocCount(), 0);
-}
-
+// The toolkit allocator: the armed failure of the test hooks, content kept
+// across every size class by realloc, and blocks freed by another thread.
 #include <cstring>
 #include <thread>
 #include <vector>
 
-TEST(QlgMem, ReallocKeepsTheContentAcrossEverySizeClassAndBeyond) {
+#include "support/TestSupport.h"
+
+TEST(QlgMem, ArmedFailureHitsExactlyTheNthAttemptOnceAndAFailedReallocKeepsTheBlock) {
   QlgMem_failAt(0);
+  EXPECT_EQ(QlgMem_strdup(nullptr), nullptr);
+  EXPECT_EQ(QlgMem_allocCount(), 0) << "strdup of null allocates nothing";
+  char* keep = QlgMem_strdup("keep me");
+  QlgMem_failAt(2);
+  void* a = QlgMem_alloc(8);
+  char* b = QlgMem_strdup("x");
+  void* c = QlgMem_alloc(8);
+  EXPECT_TRUE(a && !b && c);
+  EXPECT_EQ(QlgMem_failed(), 1);
+  EXPECT_EQ(QlgMem_allocCount(), 3);
+  QlgMem_failAt(1);
+  EXPECT_EQ(QlgMem_realloc(keep, 4096), nullptr);
+  QlgMem_failAt(0);
+  EXPECT_STREQ(keep, "keep me");
+  for (void* p : {a, c, static_cast<void*>(keep), static_cast<void*>(nullptr)}) QlgMem_free(p);
+}
+
+TEST(QlgMem, ReallocKeepsTheContentAcrossEverySizeClassAndShrinksInPlace) {
   size_t size = 1;
   char* p = static_cast<char*>(QlgMem_alloc(size));
   ASSERT_NE(p, nullptr);
@@ -41,26 +38,13 @@ TEST(QlgMem, ReallocKeepsTheContentAcrossEverySizeClassAndBeyond) {
     p = q;
     size = next;
   }
-  /* Shrinking never moves or loses data. */
   char* same = static_cast<char*>(QlgMem_realloc(p, 10));
   EXPECT_EQ(same, p);
   EXPECT_EQ(std::memcmp(same, "abcdefghij", 10), 0);
   QlgMem_free(same);
-  QlgMem_free(nullptr);
-}
-
-TEST(QlgMem, FailedReallocLeavesTheBlockIntact) {
-  char* p = QlgMem_strdup("keep me");
-  ASSERT_NE(p, nullptr);
-  QlgMem_failAt(1);
-  EXPECT_EQ(QlgMem_realloc(p, 4096), nullptr);
-  EXPECT_STREQ(p, "keep me");
-  QlgMem_failAt(0);
-  QlgMem_free(p);
 }
 
 TEST(QlgMem, BlocksMayBeFreedByAnotherThreadAndReused) {
-  QlgMem_failAt(0);
   std::vector<char*> blocks;
   for (int i = 0; i < 500; i++) {
     char* b = static_cast<char*>(QlgMem_alloc(static_cast<size_t>(1 + i % 1100)));
@@ -70,7 +54,6 @@ TEST(QlgMem, BlocksMayBeFreedByAnotherThreadAndReused) {
   }
   std::thread other([&] {
     for (char* b : blocks) QlgMem_free(b);
-    /* The other thread's own reuse hands out intact, writable blocks. */
     for (int i = 0; i < 500; i++) {
       char* b = static_cast<char*>(QlgMem_alloc(48));
       ASSERT_NE(b, nullptr);
