@@ -31,11 +31,15 @@ namespace {
 const char* const kBuiltinObjects[] = {"ardel.errorLogger", "ardel.stderrHandler",
                                        "ardel.defaultFormatter"};
 
-bool isBuiltinObject(const std::string& name) {
+}  // namespace
+
+bool Checker_isBuiltinObject(const std::string& name) {
   for (const char* b : kBuiltinObjects)
     if (name == b) return true;
   return false;
 }
+
+namespace {
 
 std::vector<std::string> splitWords(const std::string& text) {
   std::vector<std::string> out;
@@ -102,7 +106,7 @@ class Checks {
   void add(int line, const std::string& text) { m_.findings.push_back({line, text}); }
 
   bool configured(const std::string& name) const {
-    return !m_.classOf(name).empty() || isBuiltinObject(name);
+    return !m_.classOf(name).empty() || Checker_isBuiltinObject(name);
   }
 
   void checkObject(const std::string& obj) {

@@ -48,6 +48,10 @@ class ConfigModel {
   std::vector<std::string> order_;
 };
 
+/* True for the objects the toolkit makes for itself (the error logger and
+   its handler and formatter): a file may name them without configuring them. */
+bool Checker_isBuiltinObject(const std::string& name);
+
 /* Checks the file, printing findings as "path:line: text" to out.  Returns
    the number of findings (an unreadable file counts as one). */
 int Checker_check(const std::string& path, FILE* out);
