@@ -13,6 +13,7 @@
 
 #include <ctype.h>
 #include <new>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -164,8 +165,17 @@ void putParamValue(Out& o, const char* s) {
   }
 }
 
-const char* eventProperty(const QlgEvent* event, const char* name) {
-  return event->props ? QlgStringToStringMap_peek(event->props, name) : nullptr;
+/* An event property; a trace call's source location is read where the
+   event keeps it, the line written into buf. */
+const char* eventProperty(const QlgEvent* event, const char* name, char (&buf)[16]) {
+  if (strcmp(name, QLG_PROP_SRCLINE) == 0) {
+    int found = 0;
+    int32_t line = QlgEvent_peekInt(event, name, &found);
+    if (!found) return nullptr;
+    snprintf(buf, sizeof buf, "%d", (int)line);
+    return buf;
+  }
+  return QlgEvent_peekString(event, name);
 }
 
 /* One SD element with the given parameters (name, event property) that
@@ -173,8 +183,9 @@ const char* eventProperty(const QlgEvent* event, const char* name) {
 bool putElement(Out& o, const QlgEvent* event, const char* id, const char* const (*params)[2],
                 size_t count) {
   bool open = false;
+  char buf[16];
   for (size_t i = 0; i < count; i++) {
-    const char* v = eventProperty(event, params[i][1]);
+    const char* v = eventProperty(event, params[i][1], buf);
     if (!v) continue;
     if (!open) {
       putChar(o, '[');
@@ -270,6 +281,67 @@ void putMessage(Out& o, const char* text) {
   put(o, text, n);
 }
 
+/* ---- Journal datagrams ---- */
+
+/* One journal field, whole or not at all (a cut one would make the journal
+   refuse the datagram); n bytes of value. */
+bool putJournalField(Out& o, const char* name, const char* value, size_t n) {
+  size_t nameLen = strlen(name);
+  bool binary = memchr(value, '\n', n) != nullptr;
+  if (o.cap - o.len < nameLen + n + (binary ? 10 : 2)) return false;
+  put(o, name, nameLen);
+  if (binary) {
+    putChar(o, '\n');
+    for (int i = 0; i < 8; i++) putChar(o, (char)((uint64_t)n >> (8 * i)));
+  } else {
+    putChar(o, '=');
+  }
+  put(o, value, n);
+  putChar(o, '\n');
+  return true;
+}
+
+void putJournalNumber(Out& o, const char* name, int64_t v) {
+  char buf[24];
+  int n = snprintf(buf, sizeof buf, "%lld", (long long)v);
+  putJournalField(o, name, buf, (size_t)n);
+}
+
+const char* const kJournalIdentity[][2] = {
+    {"ARDEL_ORGANIZATION", "organization"}, {"ARDEL_PRODUCT", "product"},
+    {"ARDEL_COMPONENT", "component"},       {"ARDEL_CLIENT", "client"},
+    {"ARDEL_SERVER", "server"},             {"ARDEL_PRODUCT_INSTANCE", "productInstance"},
+    {"ARDEL_PROCESS_ID", "processId"},      {"ARDEL_THREAD_ID", "threadId"}};
+
+/* The message goes last so that a long one is cut, at a character boundary,
+   to the room the other fields leave. */
+size_t formatJournal(const QlgSyslogHandlerData* data, const QlgEvent* event, const char* text,
+                     const char* id, Out& o) {
+  putJournalNumber(o, "PRIORITY", QlgSyslogHandler_severity(event->level));
+  putJournalNumber(o, "SYSLOG_FACILITY", data->facility);
+  putJournalField(o, "SYSLOG_IDENTIFIER", data->appName, strlen(data->appName));
+  if (id) putJournalField(o, "MESSAGE_ID", id, strlen(id));
+  const char* file = QlgEvent_peekString(event, QLG_PROP_SRCFILE);
+  if (file) putJournalField(o, "CODE_FILE", file, strlen(file));
+  int found = 0;
+  int32_t line = QlgEvent_peekInt(event, QLG_PROP_SRCLINE, &found);
+  if (found) putJournalNumber(o, "CODE_LINE", line);
+  const char* func = QlgEvent_peekString(event, QLG_PROP_SRCFUNCTION);
+  if (func) putJournalField(o, "CODE_FUNC", func, strlen(func));
+  for (const auto& f : kJournalIdentity)
+    if (const char* v = QlgEvent_peekString(event, f[1])) putJournalField(o, f[0], v, strlen(v));
+  size_t n = text ? strlen(text) : 0;
+  while (n && (text[n - 1] == '\r' || text[n - 1] == '\n')) n--;
+  size_t room = o.cap - o.len;
+  room = room > 18 ? room - 18 : 0;  // "MESSAGE", a binary length, "\n"
+  if (n > room) {
+    n = room;
+    while (n && (((const unsigned char*)text)[n] & 0xC0) == 0x80) n--;
+  }
+  putJournalField(o, "MESSAGE", text ? text : "", n);
+  return o.len;
+}
+
 /* ---- Properties ---- */
 
 void reportBadValue(QlgObject* handler, const QlgSyslogHandlerData* data, const char* key,
@@ -307,21 +379,29 @@ bool allPrintable(const char* s) {
   return true;
 }
 
+/* The local socket: the journal's own unless the user named one. */
+const char* localPath(const QlgSyslogHandlerData* data) {
+  return data->transport == QLG_SYSLOG_JOURNALD && !data->socketPathSet ? QLG_JOURNAL_SOCKET
+                                                                         : data->socketPath;
+}
+
 SyslogTarget targetOf(const QlgSyslogHandlerData* data) {
   SyslogTarget t{};
-  t.kind = data->transport == QLG_SYSLOG_UNIX  ? CX_SOCKET_LOCAL_DGRAM
+  t.kind = data->transport == QLG_SYSLOG_UNIX || data->transport == QLG_SYSLOG_JOURNALD
+               ? CX_SOCKET_LOCAL_DGRAM
            : data->transport == QLG_SYSLOG_UDP ? CX_SOCKET_UDP
                                                : CX_SOCKET_TCP;
   t.port = data->port;
   strcpy(t.host, data->host);
-  strcpy(t.path, data->socketPath);
+  strcpy(t.path, localPath(data));
   return t;
 }
 
 /* Where records go, for the reports: "tcp:127.0.0.1:514", "unix:/dev/log". */
 void describeTarget(const QlgSyslogHandlerData* data, char* buf, size_t size) {
-  if (data->transport == QLG_SYSLOG_UNIX)
-    snprintf(buf, size, "unix:%s", data->socketPath);
+  if (data->transport == QLG_SYSLOG_UNIX || data->transport == QLG_SYSLOG_JOURNALD)
+    snprintf(buf, size, "%s:%s", data->transport == QLG_SYSLOG_UNIX ? "unix" : "journald",
+             localPath(data));
   else
     snprintf(buf, size, "%s:%s:%u", data->transport == QLG_SYSLOG_UDP ? "udp" : "tcp",
              data->host, data->port);
@@ -336,7 +416,8 @@ bool applyProperty(QlgObject* handler, QlgSyslogHandlerData* data, const char* k
     if (value && strcasecmp(value, "unix") == 0) t = QLG_SYSLOG_UNIX;
     else if (value && strcasecmp(value, "udp") == 0) t = QLG_SYSLOG_UDP;
     else if (value && strcasecmp(value, "tcp") == 0) t = QLG_SYSLOG_TCP;
-    else return reportBadValue(handler, data, key, value, "unix, udp or tcp"), false;
+    else if (value && strcasecmp(value, "journald") == 0) t = QLG_SYSLOG_JOURNALD;
+    else return reportBadValue(handler, data, key, value, "unix, udp, tcp or journald"), false;
     *targetChanged = t != data->transport;
     data->transport = t;
   } else if (strcmp(key, "host") == 0) {
@@ -354,6 +435,7 @@ bool applyProperty(QlgObject* handler, QlgSyslogHandlerData* data, const char* k
       return reportBadValue(handler, data, key, value, "the path of a local socket"), false;
     *targetChanged = strcmp(data->socketPath, value) != 0;
     strcpy(data->socketPath, value);
+    data->socketPathSet = 1;
   } else if (strcmp(key, "facility") == 0) {
     int f = parseFacility(value);
     if (f < 0)
@@ -486,6 +568,12 @@ size_t QlgSyslogHandler_formatRecord(const QlgSyslogHandlerData* data, const Qlg
                                      const char* text, char* out, size_t cap) {
   if (!data || !event || !out) return 0;
   Out o{out, 0, cap};
+  char parsed[11];
+  const char* id = event->messageId && *event->messageId
+                       ? event->messageId
+                       : QlgXmlFormatter_idOfText(text, parsed);
+  if (id && strcmp(id, "None") == 0) id = nullptr;
+  if (data->transport == QLG_SYSLOG_JOURNALD) return formatJournal(data, event, text, id, o);
   putChar(o, '<');
   putDigits(o, (uint64_t)(data->facility * 8 + QlgSyslogHandler_severity(event->level)), 1);
   putStr(o, ">1 ");
@@ -497,11 +585,7 @@ size_t QlgSyslogHandler_formatRecord(const QlgSyslogHandlerData* data, const Qlg
   putChar(o, ' ');
   putDigits(o, (uint64_t)CxProcess_getpid(), 1);
   putChar(o, ' ');
-  char parsed[11];
-  const char* id = event->messageId && *event->messageId
-                       ? event->messageId
-                       : QlgXmlFormatter_idOfText(text, parsed);
-  putField(o, id && strcmp(id, "None") != 0 ? id : nullptr, kMsgIdMax);
+  putField(o, id, kMsgIdMax);
   putChar(o, ' ');
   bool sd = putElement(o, event, "src@" QLG_SYSLOG_SD_PEN, kSourceParams, 3);
   sd = putElement(o, event, "pd@" QLG_SYSLOG_SD_PEN, kIdentityParams, 9) || sd;

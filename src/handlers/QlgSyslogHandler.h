@@ -18,6 +18,12 @@
  *             precedes it when it holds non-ASCII UTF-8
  * 32473 is the enterprise number set aside for documentation (RFC 5612);
  * a site with a number of its own changes QLG_SYSLOG_SD_PEN.
+ *
+ * With transport=journald the slot holds a datagram of the journal's native
+ * protocol instead: MESSAGE, PRIORITY, SYSLOG_FACILITY, SYSLOG_IDENTIFIER,
+ * MESSAGE_ID, CODE_FILE, CODE_LINE, CODE_FUNC and the identity fields as
+ * ARDEL_<NAME>, each "NAME=value\n", or "NAME\n", a 64-bit little-endian
+ * length, the bytes and "\n" for a value that holds a line end.
  */
 #ifndef ARDEL_QLGSYSLOGHANDLER_H
 #define ARDEL_QLGSYSLOGHANDLER_H
@@ -35,14 +41,19 @@ ARDEL_BEGIN_C
 typedef enum QlgSyslogTransport {
   QLG_SYSLOG_UNIX = 1,
   QLG_SYSLOG_UDP = 2,
-  QLG_SYSLOG_TCP = 3
+  QLG_SYSLOG_TCP = 3,
+  QLG_SYSLOG_JOURNALD = 4   /* systemd journal's native protocol on its local socket */
 } QlgSyslogTransport;
+
+/* Where the journal listens when socketPath is not set. */
+#define QLG_JOURNAL_SOCKET "/run/systemd/journal/socket"
 
 typedef struct QlgSyslogHandlerData {
   QlgSyslogTransport transport;
   unsigned port;
   char host[256];
   char socketPath[256];
+  unsigned char socketPathSet; /* socketPath given by the user, not the default */
   int facility;               /* 0..23 */
   char appName[49];           /* printable ASCII, "-" when none */
   char hostName[256];         /* this machine, printable ASCII */
@@ -73,7 +84,8 @@ void QlgSyslogHandler_close(QlgObject* handler);
    (debug); an event without a level (-9999) 5 (notice). */
 int QlgSyslogHandler_severity(int32_t level);
 
-/* Writes the record for event, whose rendered message is text (may be
+/* Writes the record for event (a journal datagram when the transport is
+   journald), whose rendered message is text (may be
    null), into out (at most cap bytes, no terminator); returns its length.
    A record longer than cap is cut inside MSG at a character boundary. */
 size_t QlgSyslogHandler_formatRecord(const QlgSyslogHandlerData* data, const QlgEvent* event,

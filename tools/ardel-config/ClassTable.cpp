@@ -132,11 +132,13 @@ const PropertyInfo kTasHandler[] = {
 };
 
 const PropertyInfo kSyslogHandler[] = {
-    {"transport", PropType::Enum, "unix", "other words: QLGSH0170W, value kept", "unix|udp|tcp"},
+    {"transport", PropType::Enum, "unix", "journald: the systemd journal's native protocol; other words: QLGSH0170W, value kept",
+     "unix|udp|tcp|journald"},
     {"host", PropType::Text, "127.0.0.1", "collector for udp and tcp; empty: QLGSH0170W",
      nullptr},
     {"port", PropType::Int, "514", "1 to 65535, else QLGSH0170W", nullptr},
-    {"socketPath", PropType::Text, "/dev/log", "local datagram socket for unix; too long: "
+    {"socketPath", PropType::Text, "/dev/log (journald: /run/systemd/journal/socket)",
+     "local datagram socket for unix and journald; too long: "
      "QLGSH0170W", nullptr},
     {"facility", PropType::Text, "user",
      "a name (kern, user, mail, daemon, auth, syslog, lpr, news, uucp, cron, authpriv, ftp, "
