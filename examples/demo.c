@@ -6,8 +6,11 @@
  * Then the usage monitor logs through the problem-determination chain:
  * every event as a trace line on the console, and the events that pass the
  * message-ID and level filters as XML records in demo-logs/use-trace.xml.
+ * Last, a logger of the program's own name (<ardel/log.h>) logs at INFO,
+ * WARN and ERROR to the console as basic lines.
  */
 #include <ardel/CLogWrapper.h>
+#include <ardel/log.h>
 
 #include <pthread.h>
 #include <stdio.h>
@@ -77,6 +80,19 @@ static void runUsageMonitor(void) {
   if (f) fclose(f);
 }
 
+/* Any dotted name configured in the same file is a logger; statements
+   below its level cost an inline test and evaluate no argument. */
+static void runOwnLogger(int components) {
+  ArdelLogger* log = ardel_getLogger("ardel_demo");
+  printf("the program's own logger ardel_demo (INFO and above, basic line format):\n");
+  fflush(stdout);
+  ARDEL_INFO(log, "scan finished: %d components traced", components);
+  ARDEL_WARN(log, "%d items skipped, see demo-logs/", 2);
+  ARDEL_ERROR(log, "DEMOA0001E inventory upload failed: %s", "host unreachable");
+  ARDEL_DEBUG_MIN(log, "not written: DEBUG_MIN is below the logger's level");
+  ardel_releaseLogger(log);
+}
+
 int main(void) {
   mkdir("demo-logs", 0755);
   if (!getenv("TYX_TEST")) fprintf(stderr, "demo: TYX_TEST is not set; using the suite's ini file\n");
@@ -100,5 +116,6 @@ int main(void) {
     if (stat(backup, &st) == 0) printf("  %s (%lld bytes, rolled over)\n", backup, (long long)st.st_size);
   }
   runUsageMonitor();
+  runOwnLogger(N);
   return 0;
 }
