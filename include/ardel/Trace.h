@@ -18,8 +18,8 @@
 
 #include <ardel/Tracer.h>
 #include <ardel/export.h>
-#include <base/Object.h>
-#include <base/String.h>
+#include <ardel/base/Object.h>
+#include <ardel/base/String.h>
 
 #include <stdarg.h>
 #include <wchar.h>

@@ -3,7 +3,7 @@
  * keep the protocol of the suite's error manager (size query, then copy)
  * so trace statements work unchanged against either.
  */
-#include <base/ErrorManager.h>
+#include <ardel/base/ErrorManager.h>
 
 #include <string.h>
 

@@ -3,7 +3,7 @@
  * the previous text, so the callers (trace statements) never crash on
  * memory pressure; they merely lose the text they were adding.
  */
-#include <base/String.h>
+#include <ardel/base/String.h>
 
 #include <stdlib.h>
 #include <string.h>

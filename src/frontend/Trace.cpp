@@ -6,7 +6,7 @@
  */
 #include <ardel/QlgMem.h>
 #include <ardel/Trace.h>
-#include <base/ErrorManager.h>
+#include <ardel/base/ErrorManager.h>
 
 #include <cstdio>
 #include <cstring>

@@ -3,9 +3,9 @@
 // construction, the fallback after each message, the hexadecimal dump and
 // the error report; also the base String operations the statements rely on.
 #include <ardel/Trace.h>
-#include <base/ErrorManager.h>
-#include <base/Object.h>
-#include <base/String.h>
+#include <ardel/base/ErrorManager.h>
+#include <ardel/base/Object.h>
+#include <ardel/base/String.h>
 
 #include <string>
 

@@ -7,8 +7,8 @@
 #ifndef BASE_OBJECT_H
 #define BASE_OBJECT_H
 
-#include <base/String.h>
-#include <base/export.h>
+#include <ardel/base/String.h>
+#include <ardel/base/export.h>
 
 class BASE_API Object {
  public:

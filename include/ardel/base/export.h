@@ -3,8 +3,8 @@
  * library, whose public Trace class hands these types to callers, so they
  * stay visible under the hidden-by-default build.
  */
-#ifndef BASE_EXPORT_H
-#define BASE_EXPORT_H
+#ifndef ARDEL_BASE_EXPORT_H
+#define ARDEL_BASE_EXPORT_H
 
 #if defined(_WIN32)
 #  define BASE_API

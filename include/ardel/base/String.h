@@ -10,7 +10,7 @@
 #include <stddef.h>
 #include <wchar.h>
 
-#include <base/export.h>
+#include <ardel/base/export.h>
 
 class BASE_API String {
  public:

@@ -7,7 +7,7 @@
 #ifndef BASE_ERRORMANAGER_H
 #define BASE_ERRORMANAGER_H
 
-#include <base/export.h>
+#include <ardel/base/export.h>
 
 class BASE_API ErrorManager {
  public:
