@@ -53,6 +53,22 @@ const size_t kMethodSize = 512;
 /* prefix + name, escaped for XML as CLogWrapper_prefixName does it, into
    room (kMethodSize bytes) when it fits: a record then allocates nothing.
    Null when it does not fit; the caller then asks CLogWrapper_prefixName. */
+/* Writes c at out[j], as its entity when it is special; the next index. */
+size_t putEscaped(char* out, size_t j, char c) {
+  const char* entity;
+  switch (c) {
+    case '"': entity = "&quot;"; break;
+    case '&': entity = "&amp;"; break;
+    case '\'': entity = "&apos;"; break;
+    case '<': entity = "&lt;"; break;
+    case '>': entity = "&gt;"; break;
+    default: out[j] = c; return j + 1;
+  }
+  size_t n = strlen(entity);
+  memcpy(out + j, entity, n);
+  return j + n;
+}
+
 const char* prefixNameInto(const char* prefix, const char* name, char* room) {
   size_t escapedLen = 0;
   bool special = false;
@@ -72,18 +88,7 @@ const char* prefixNameInto(const char* prefix, const char* name, char* room) {
   size_t j = 0;
   for (int part = 0; part < 2; ++part) {
     for (const char* p = part == 0 ? prefix : (name ? name : ""); *p; ++p) {
-      const char* entity;
-      switch (*p) {
-        case '"': entity = "&quot;"; break;
-        case '&': entity = "&amp;"; break;
-        case '\'': entity = "&apos;"; break;
-        case '<': entity = "&lt;"; break;
-        case '>': entity = "&gt;"; break;
-        default: room[j++] = *p; continue;
-      }
-      size_t n = strlen(entity);
-      memcpy(room + j, entity, n);
-      j += n;
+      j = putEscaped(room, j, *p);
     }
   }
   room[j] = '\0';
@@ -239,18 +244,7 @@ char* CLogWrapper_escapeXml(const char* s) {
   size_t j = 0;
   for (const char* p = s; *p; ++p) {
     CLOGWRAPPER_ASSERT(j < escapedLen);
-    const char* entity = nullptr;
-    switch (*p) {
-      case '"': entity = "&quot;"; break;
-      case '&': entity = "&amp;"; break;
-      case '\'': entity = "&apos;"; break;
-      case '<': entity = "&lt;"; break;
-      case '>': entity = "&gt;"; break;
-      default: out[j++] = *p; continue;
-    }
-    size_t n = strlen(entity);
-    memcpy(out + j, entity, n);
-    j += n;
+    j = putEscaped(out, j, *p);
   }
   CLOGWRAPPER_ASSERT(j <= escapedLen);
   out[j] = '\0';
