@@ -223,7 +223,8 @@ TEST_F(CxFileTest, ListingsYieldEveryEntryOnceCutLongNamesAndNeedAnExistingDirec
   EXPECT_EQ(list(tmp.path() + "/"), all) << "a listing can be repeated";
   EXPECT_EQ(list(tmp.path(), 5), (std::multiset<std::string>{".", "..", "one", "abcd", "sub"}));
   CxDirectory d;
-  for (const char* bad : {tmp.file("one").c_str(), tmp.file("missing").c_str(), "", static_cast<const char*>(nullptr)})
+  const std::string file = tmp.file("one"), missing = tmp.file("missing");
+  for (const char* bad : {file.c_str(), missing.c_str(), "", static_cast<const char*>(nullptr)})
     EXPECT_EQ(STATUS_OF(CxDirectory_open(&d, bad)), "p 22");
   EXPECT_EQ(STATUS_OF(CxDirectory_open(nullptr, tmp.path().c_str())), "p 22");
   char name[8] = "junk";  // a record whose open failed cannot be walked
