@@ -358,7 +358,14 @@ void QlgFileCopy_publish(QlgObject* handler, QlgEvent* event) {
   if (!d || !event || !QlgObject_isLogging(handler)) return;
   if (d->fileCopy) {
     if (!d->started) QlgFFDCTrigger_start(handler);
-    if (QlgFFDCTrigger_isTriggered(handler, event)) capture(handler, d->fileCopy, event);
+    /* A report made during the capture (for example when this handler also
+       listens to the error logger) comes back here: it is passed on but
+       starts no capture of its own. */
+    if (!d->fileCopy->capturing && QlgFFDCTrigger_isTriggered(handler, event)) {
+      d->fileCopy->capturing = 1;
+      capture(handler, d->fileCopy, event);
+      d->fileCopy->capturing = 0;
+    }
   }
   /* Captured or not, the event goes on to this handler's own listeners. */
   QlgObject_forwardToListeners(handler, event);

@@ -28,6 +28,7 @@ typedef struct QlgFileCopyData {
   char* zipFileName;  /* null: copy mode */
   char* zipCmdPath;
   int32_t zipTimeout; /* milliseconds */
+  int capturing;      /* a capture is under way on this handler */
 } QlgFileCopyData;
 
 /* The trigger record with its file-copy block; null when either cannot be
