@@ -304,15 +304,15 @@ TEST(MPFileHandlerProcesses, FourWritersLoseNoRecordAndSplitNone) {
    record of anyone is split, lost from the survivors or found twice. */
 TEST(MPFileHandlerProcesses, WritersKilledMidRolloverLoseAndDuplicateNothing) {
   TempDir dir;
-  const int kRecords = 4000, kMaxFiles = 3000;
-  std::string props = soakProps(dir, 4096, kMaxFiles);
+  const int kRecords = 20000, kMaxFiles = 400;
+  std::string props = soakProps(dir, 65536, kMaxFiles);
   std::vector<pid_t> pids;
   for (int w = 0; w < 3; w++) pids.push_back(startWriter(props, w, kRecords));
   unsigned seed = (unsigned)getpid();
   int kills = 0;
   for (time_t end = time(nullptr) + 3; time(nullptr) < end; kills++) {
     pid_t victim = startWriter(props, 10 + kills, 1000000);
-    usleep(2000 + rand_r(&seed) % 20000);
+    usleep(5000 + rand_r(&seed) % 40000);
     ASSERT_EQ(kill(victim, SIGKILL), 0);
     waitpid(victim, nullptr, 0);
   }
