@@ -4,8 +4,6 @@
  * can write, and (for the multi-process class) a file removed or renamed
  * under the writers.
  */
-#include <gtest/gtest.h>
-
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -15,58 +13,15 @@
 #include <string>
 #include <vector>
 
-#include <ardel/QlgEvent.h>
-#include <ardel/QlgHandler.h>
-#include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
-#include "handlers/QlgFileHandler.h"
-#include "support/Recorder.h"
-#include "support/TestSupport.h"
-
-#define EXPECT_HAS(text, needle) EXPECT_NE((text).find(needle), std::string::npos) << (text)
+#include "handlers/FileHandlerFixture.h"
 
 namespace {
 
 using ardeltest::CaptureFd;
 using ardeltest::readFile;
+using HostilePathTest = fhtest::FileHandlerFixture;
 
 const char* const kClasses[] = {"qlg_filehandler", "qlg_multiproc_filehandler"};
-
-class HostilePathTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    QlgClass_registerFormatter("test_hp_bare", nullptr, nullptr, nullptr, nullptr,
-                               ardeltest::bareMessage, nullptr, nullptr, nullptr);
-    static int serial = 0;
-    prefix_ = "test.hp" + std::to_string(++serial) + ".";
-  }
-  void TearDown() override {
-    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
-  }
-  QlgObject* handler(const char* cls, const std::string& file) {
-    std::string n = std::to_string(objects_.size());
-    QlgObject* h = QlgObject_create((prefix_ + "h" + n).c_str(), cls);
-    QlgObject* f = QlgObject_create((prefix_ + "f" + n).c_str(), "test_hp_bare");
-    EXPECT_TRUE(h && f);
-    objects_.push_back(h);
-    objects_.push_back(f);
-    QlgHandler_setFormatter(h, f);
-    QlgObject_storeProperty(h, "MPFileSemKey", std::to_string(0x48500000 + (getpid() & 0xfffff)).c_str());
-    QlgObject_storeProperty(h, "fileName", file.c_str());
-    return h;
-  }
-  static void log(QlgObject* h, const char* text) {
-    QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0);
-    ASSERT_NE(e, nullptr);
-    h->cls->slots.handler.publish(h, e);
-    QlgEvent_free(e);
-  }
-
-  ardeltest::TempDir dir_;
-  std::string prefix_;
-  std::vector<QlgObject*> objects_;
-};
 
 /* Opening a FIFO for writing waits for a reader, and writing one waits once
    its buffer is full: the handler must do neither, report the path, and
@@ -78,14 +33,14 @@ TEST_F(HostilePathTest, FifoAtTheLogPathIsReportedNeverWaitedOnAndRetried) {
     ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
     ardeltest::inChild([&] {
       alarm(20);
-      QlgObject* h = handler(cls, path);
+      QlgObject* h = handler({{"fileName", path}}, false, cls);
       {
         CaptureFd err(2);
-        log(h, "lost");
+        log(h, {"lost"});
         EXPECT_HAS(err.text(), strerror(ENXIO));
       }
       ASSERT_EQ(unlink(path.c_str()), 0);
-      log(h, "kept");
+      log(h, {"kept"});
       EXPECT_EQ(readFile(path), "kept\n");
     });
   }
@@ -111,7 +66,7 @@ TEST_F(HostilePathTest, LinkPlantedInASharedDirectoryIsFollowedOnlyForTrustedOwn
       ASSERT_EQ(symlink(target.c_str(), (shared + "/app.log").c_str()), 0);
       ASSERT_EQ(lchown((shared + "/app.log").c_str(), c.linkOwner, c.linkOwner), 0);
       CaptureFd err(2);
-      log(handler(cls, shared + "/app.log"), "x");
+      log(handler({{"fileName", shared + "/app.log"}}, false, cls), {"x"});
       EXPECT_EQ(readFile(target), c.followed ? "secret\nx\n" : "secret\n");
       if (!c.followed) { EXPECT_HAS(err.text(), strerror(ELOOP)); }
     }
@@ -129,10 +84,10 @@ TEST_F(HostilePathTest, MultiProcessFileRemovedOrRenamedIsOpenedAgainAtItsPath) 
       {"directory removed", [&] { ASSERT_EQ(system(("rm -rf '" + sub + "'").c_str()), 0); }, ""}};
   for (auto& c : cases) {
     SCOPED_TRACE(c.what);
-    QlgObject* h = handler("qlg_multiproc_filehandler", path);
-    log(h, "before");
+    QlgObject* h = handler({{"fileName", path}}, false, "qlg_multiproc_filehandler");
+    log(h, {"before"});
     c.act();
-    log(h, "after");
+    log(h, {"after"});
     EXPECT_EQ(readFile(path), "after\n");
     if (!c.oldFile.empty()) { EXPECT_EQ(readFile(c.oldFile), "before\n"); }
     h->cls->slots.handler.close(h);
