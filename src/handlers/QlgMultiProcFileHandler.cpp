@@ -109,7 +109,7 @@ void openShared(QlgFileHandlerData* data) {
 
 /* Under the lock: is it time to look whether the path still names the open
    file?  When the watch saw something, once a second besides, or once per
-   pathCheckInterval; never a lookup per record. */
+   pathCheckInterval; on every record only where no watch can be had. */
 bool timeToLook(QlgFileHandlerData* data) {
   int64_t now = CxSystem_steadyMillis();
   if (data->pathCheckInterval > 0) {
