@@ -23,7 +23,8 @@
  * Rollover is crash-safe.  The active file is copied into <active>.rollover
  * and only a complete copy goes on: the active file is emptied, and the
  * copy renamed into backup 1.  A writer killed on the way leaves the
- * copy behind, and the next rollover settles it before its own: a copy
+ * copy behind, and a lock holder settles it within a second, at the
+ * first record of a process, or before its own rollover: a copy
  * that the active file still begins with was never followed by the
  * emptying (discarded: its records are still in the active file);
  * otherwise the active file was emptied and the copy holds its only
@@ -78,6 +79,7 @@ bool openFile(QlgFileHandlerData* data) {
     return false;
   }
   data->isOpen = 1;
+  data->nextLeftoverCheck = 0;
   int64_t now = CxSystem_steadyMillis();
   data->nextPathCheck = now + (data->pathCheckInterval > 0 ? data->pathCheckInterval : kRecheckMs);
   if (data->watching) CxWatch_stop(&data->watch);
@@ -265,6 +267,21 @@ void settleInterrupted(QlgFileHandlerData* data, const char* copyName, const cha
   reportFailure(CxFile_rename(copyName, name1));
 }
 
+/* Settles the copy of a rollover that did not end, if there is one. */
+void settleLeftover(QlgFileHandlerData* data) {
+  data->nextLeftoverCheck = CxSystem_steadyMillis() + kRecheckMs;
+  if (data->maxFiles < 2) return;
+  char* name0 = QlgFileHandler_composePath(data->directory, data->baseName, 0, data->extension);
+  char* name1 = QlgFileHandler_composePath(data->directory, data->baseName, 1, data->extension);
+  CxStringBuff copyName = {0, 0, nullptr};
+  if (name0 && name1 && CxStringBuff_append(&copyName, name0) &&
+      CxStringBuff_append(&copyName, ".rollover"))
+    settleInterrupted(data, copyName.data, name1);
+  CxStringBuff_free(&copyName);
+  QlgMem_free(name0);
+  QlgMem_free(name1);
+}
+
 }  // namespace
 
 extern "C" {
@@ -347,15 +364,7 @@ void QlgMPFileHandler_copyTruncate(QlgFileHandlerData* data) {
 
 void QlgMPFileHandler_rollover(QlgFileHandlerData* data) {
   if (!data || data->maxFiles < 2) return;
-  char* name0 = QlgFileHandler_composePath(data->directory, data->baseName, 0, data->extension);
-  char* name1 = QlgFileHandler_composePath(data->directory, data->baseName, 1, data->extension);
-  CxStringBuff copyName = {0, 0, nullptr};
-  if (name0 && name1 && CxStringBuff_append(&copyName, name0) &&
-      CxStringBuff_append(&copyName, ".rollover"))
-    settleInterrupted(data, copyName.data, name1);
-  CxStringBuff_free(&copyName);
-  QlgMem_free(name0);
-  QlgMem_free(name1);
+  settleLeftover(data);
   shiftBackups(data);
   QlgMPFileHandler_copyTruncate(data);
 }
@@ -382,6 +391,10 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
          record is dropped, the next publish tries again. */
       reportFailure(CxMutex_unlock(data->lock));
     } else {
+      /* A writer killed in a rollover is settled after at most a second
+         (and by the first record of a process), not only at the next
+         rollover, which may be long in coming. */
+      if (CxSystem_steadyMillis() >= data->nextLeftoverCheck) settleLeftover(data);
       int64_t size = 0;
       st = CxFile_endOffset(data->fd, &size);
       if (CxStatus_isOk(st))
