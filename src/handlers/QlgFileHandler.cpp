@@ -142,7 +142,7 @@ int writeText(QlgFileHandlerData* data, char* text) {
    watching it.  The one place where the handler opens its file. */
 int openActive(QlgFileHandlerData* data) {
   int flags = CX_O_WRONLY | CX_O_CREAT | (data->appending ? CX_O_APPEND : CX_O_TRUNC);
-  CxStatus st = CxFile_openMode(&data->fd, data->path, flags, (int)data->filePermission);
+  CxStatus st = CxFile_openShared(&data->fd, data->path, flags, (int)data->filePermission);
   if (!CxStatus_isOk(st)) {
     QlgMisc_reportStatus(st);
     return 0;

@@ -58,6 +58,7 @@ typedef struct QlgFileHandlerData {
   CxStringBuff pending;       /* records left by lock holders for the next one to write */
   struct QlgFileHandlerData* nextPending; /* list of records with pending bytes */
   unsigned char inPendingList;
+  int64_t nextLeftoverCheck;  /* steady ms of the next look for an unsettled rollover (multi-process) */
 } QlgFileHandlerData;
 
 /* createData slot: a record with the defaults, its path composed from

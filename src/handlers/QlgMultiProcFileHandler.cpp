@@ -14,6 +14,24 @@
  * attributes instead would make every next write update its inode too)
  * and one write; the lock itself is taken and released around them.  The
  * record is formatted into the thread's buffer, so it costs no allocation.
+ *
+ * A file removed or renamed under the writers (logrotate) is noticed under
+ * the lock as the file handler notices it: a watch, or a look at the path
+ * once per pathCheckInterval, tells when to compare the open file with what
+ * the path names; when they differ, the path is opened anew.
+ *
+ * Rollover is crash-safe.  The active file is copied into <active>.rollover
+ * and only a complete copy goes on: the active file is emptied, and the
+ * copy renamed into backup 1.  A writer killed on the way leaves the
+ * copy behind, and a lock holder settles it within a second, at the
+ * first record of a process, or before its own rollover: a copy
+ * that the active file still begins with was never followed by the
+ * emptying (discarded: its records are still in the active file);
+ * otherwise the active file was emptied and the copy holds its only
+ * records (renamed into backup 1).  Backups are shifted up from the lowest
+ * free number, which finishes an interrupted shift without dropping one.
+ * A copy that fails part-way (a full disk) leaves the active file as it
+ * is and is tried again at the next record.
  */
 #include "handlers/QlgMultiProcFileHandler.h"
 
@@ -28,6 +46,8 @@
 #include "core/QlgMisc.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxFile.h"
+#include "platform/CxSystem.h"
+#include "platform/CxWatch.h"
 #include "handlers/QlgHandler.h"
 #include "util/CxStringBuff.h"
 
@@ -46,6 +66,34 @@ void reportName(QlgFileHandlerData* data, uint32_t key, const char* name) {
                    name ? name : "NULL", 0);
 }
 
+/* How often the path is looked up while a watch stands in for it. */
+const int64_t kRecheckMs = 1000;
+
+/* Opens the path (always appending) and starts watching it. */
+bool openFile(QlgFileHandlerData* data) {
+  QlgFileHandler_makeDirectory(data);
+  CxStatus st = CxFile_openShared(&data->fd, data->path, CX_O_RDWR | CX_O_APPEND | CX_O_CREAT,
+                                  (int)data->filePermission);
+  if (!CxStatus_isOk(st)) {
+    QlgMisc_reportStatus(st);
+    return false;
+  }
+  data->isOpen = 1;
+  data->nextLeftoverCheck = 0;
+  int64_t now = CxSystem_steadyMillis();
+  data->nextPathCheck = now + (data->pathCheckInterval > 0 ? data->pathCheckInterval : kRecheckMs);
+  if (data->watching) CxWatch_stop(&data->watch);
+  data->watching = data->pathCheckInterval == 0 && CxWatch_start(&data->watch, data->path);
+  return true;
+}
+
+void closeFile(QlgFileHandlerData* data) {
+  if (data->fd >= 0) reportFailure(CxFile_close(&data->fd));
+  data->isOpen = 0;
+  if (data->watching) CxWatch_stop(&data->watch);
+  data->watching = 0;
+}
+
 /* Steps shared by the open slot and a publish that finds the file closed:
    the lock (once per handler), the directory and the file, always
    appending whatever `appending` says. */
@@ -58,14 +106,45 @@ void openShared(QlgFileHandlerData* data) {
     }
     data->lockCreated = 1;
   }
-  QlgFileHandler_makeDirectory(data);
-  CxStatus st = CxFile_openMode(&data->fd, data->path, CX_O_RDWR | CX_O_APPEND | CX_O_CREAT,
-                                (int)data->filePermission);
-  if (!CxStatus_isOk(st)) {
-    QlgMisc_reportStatus(st);
-    return;
+  openFile(data);
+}
+
+/* Under the lock: is it time to look whether the path still names the open
+   file?  When the watch saw something, once a second besides, or once per
+   pathCheckInterval; on every record only where no watch can be had. */
+bool timeToLook(QlgFileHandlerData* data) {
+  int64_t now = CxSystem_steadyMillis();
+  if (data->pathCheckInterval > 0) {
+    if (now < data->nextPathCheck) return false;
+    data->nextPathCheck = now + data->pathCheckInterval;
+    return true;
   }
-  data->isOpen = 1;
+  if (data->watching && !CxWatch_changed(&data->watch) && now < data->nextPathCheck) return false;
+  data->nextPathCheck = now + kRecheckMs;
+  return true;
+}
+
+/* Does the path still name the open file (not removed, not renamed away,
+   not replaced by a new file)? */
+bool stillOurs(QlgFileHandlerData* data) {
+  CxFileId open, named;
+  return CxStatus_isOk(CxFile_id(data->fd, &open)) &&
+         CxStatus_isOk(CxFile_pathId(data->path, &named)) && open.device == named.device &&
+         open.inode == named.inode;
+}
+
+/* Under the lock, before the size is read: reopens the path when it no
+   longer names the open file.  False when the file is closed now. */
+bool fileStillThere(QlgFileHandlerData* data) {
+  if (!timeToLook(data)) return true;
+  if (stillOurs(data)) {
+    /* A watch ended in a child process: this process starts its own. */
+    if (data->watching && !CxWatch_active(&data->watch))
+      data->watching = (unsigned char)CxWatch_start(&data->watch, data->path);
+    return true;
+  }
+  closeFile(data);
+  return openFile(data);
 }
 
 /* Deletes one file; a missing one is not an error. */
@@ -106,6 +185,103 @@ void copyInto(int fd, int backup, bool* readFailed, bool* writeFailed) {
   }
 }
 
+/* Reads up to size bytes, as many as there are. */
+int readFull(int fd, char* buf, int size) {
+  int total = 0;
+  while (total < size) {
+    int got = -1;
+    if (!CxStatus_isOk(CxFile_read(fd, buf + total, (size_t)(size - total), &got))) return -1;
+    if (got == 0) break;
+    total += got;
+  }
+  return total;
+}
+
+/* 1 when the active file begins with everything in copy, 0 when not, -1
+   when either cannot be read. */
+int activeBeginsWith(int active, int copy) {
+  if (!CxStatus_isOk(CxFile_seek(active, 0, CX_SEEK_SET))) return -1;
+  char a[kCopyChunk];
+  char c[kCopyChunk];
+  for (;;) {
+    int nc = readFull(copy, c, (int)sizeof c);
+    if (nc < 0) return -1;
+    if (nc == 0) return 1;
+    int na = readFull(active, a, nc);
+    if (na < 0) return -1;
+    if (na != nc || memcmp(a, c, (size_t)nc) != 0) return 0;
+  }
+}
+
+/* Deletes name when it is an empty file: a backup that holds no record. */
+void deleteIfEmpty(const char* name) {
+  CxFileStat st;
+  int kind = 0;
+  if (CxStatus_isOk(CxFile_lstatPath(&st, name, &kind)) && kind == CX_KIND_FILE && st.size == 0)
+    reportFailure(CxFile_delete(name));
+}
+
+bool missing(const char* name) {
+  CxFileStat st;
+  int kind = 0;
+  return !CxStatus_isOk(CxFile_lstatPath(&st, name, &kind));
+}
+
+/* Moves backups 1.. up by one, from the lowest free number down, so that
+   backup 1 is free; with no free number the last one is dropped.  Run
+   again after an interruption it finishes the shift. */
+void shiftBackups(QlgFileHandlerData* data) {
+  int32_t n = data->maxFiles - 1;
+  char* first = QlgFileHandler_composePath(data->directory, data->baseName, 1, data->extension);
+  if (!first) return;
+  /* An empty backup 1 is the mark of a rollover that never got its copy in. */
+  deleteIfEmpty(first);
+  QlgMem_free(first);
+  int32_t gap = n;
+  bool found = false;
+  for (int32_t i = 1; i <= n && !found; i++) {
+    char* name = QlgFileHandler_composePath(data->directory, data->baseName, i, data->extension);
+    if (!name) return;
+    if (missing(name)) {
+      gap = i;
+      found = true;
+    }
+    QlgMem_free(name);
+  }
+  if (!found) deleteNumbered(data, n);
+  for (int32_t i = gap - 1; i >= 1; i--) renameNumbered(data, i, i + 1);
+}
+
+/* The copy of a rollover that did not end: settled as the file comment says. */
+void settleInterrupted(QlgFileHandlerData* data, const char* copyName, const char* name1) {
+  int copy = -1;
+  if (!CxStatus_isOk(CxFile_openShared(&copy, copyName, CX_O_RDONLY, 0))) return;
+  int begins = activeBeginsWith(data->fd, copy);
+  reportFailure(CxFile_close(&copy));
+  if (begins < 0) return; /* kept for a later rollover to settle */
+  if (begins == 1) {
+    reportFailure(CxFile_delete(copyName));
+    return;
+  }
+  shiftBackups(data);
+  reportFailure(CxFile_rename(copyName, name1));
+}
+
+/* Settles the copy of a rollover that did not end, if there is one. */
+void settleLeftover(QlgFileHandlerData* data) {
+  data->nextLeftoverCheck = CxSystem_steadyMillis() + kRecheckMs;
+  if (data->maxFiles < 2) return;
+  char* name0 = QlgFileHandler_composePath(data->directory, data->baseName, 0, data->extension);
+  char* name1 = QlgFileHandler_composePath(data->directory, data->baseName, 1, data->extension);
+  CxStringBuff copyName = {0, 0, nullptr};
+  if (name0 && name1 && CxStringBuff_append(&copyName, name0) &&
+      CxStringBuff_append(&copyName, ".rollover"))
+    settleInterrupted(data, copyName.data, name1);
+  CxStringBuff_free(&copyName);
+  QlgMem_free(name0);
+  QlgMem_free(name1);
+}
+
 }  // namespace
 
 extern "C" {
@@ -119,51 +295,77 @@ void QlgMPFileHandler_open(QlgObject* handler) {
 void QlgMPFileHandler_close(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data || !data->isOpen) return;
-  reportFailure(CxFile_close(&data->fd));
-  data->isOpen = 0;
+  closeFile(data);
 }
 
 void QlgMPFileHandler_copyTruncate(QlgFileHandlerData* data) {
   if (!data || data->fd < 0) return;
   char* name0 = QlgFileHandler_composePath(data->directory, data->baseName, 0, data->extension);
   char* name1 = QlgFileHandler_composePath(data->directory, data->baseName, 1, data->extension);
+  CxStringBuff copyName = {0, 0, nullptr};
+  bool named = name0 && name1 && CxStringBuff_append(&copyName, name0) &&
+               CxStringBuff_append(&copyName, ".rollover");
   bool readFailed = !CxStatus_isOk(CxFile_seek(data->fd, 0, CX_SEEK_SET));
   bool writeFailed = false;
-  bool backupMissing = false;
+  bool truncate = true;
+  bool copied = false;
   if (!readFailed) {
+    /* Backup 1 is made first, empty: a backup that cannot be created at
+       all still lets the active file be emptied, so that it cannot grow
+       forever. */
     int backup = -1;
-    CxStatus st = name1 ? CxFile_openMode(&backup, name1, CX_O_RDWR | CX_O_CREAT,
-                                          (int)data->filePermission)
+    CxStatus st = named ? CxFile_openShared(&backup, name1, CX_O_RDWR | CX_O_CREAT,
+                                            (int)data->filePermission)
                         : CxStatus_make('p', ENOMEM);
     if (!CxStatus_isOk(st)) {
       /* Printed as well as reported: the error logger may write to this very file. */
       printf("ERR opening %s pre rollover\n", name1 ? name1 : "NULL");
       fflush(stdout);
       reportName(data, kMsgRolloverWrite, name1);
-      backupMissing = true;
     } else {
-      copyInto(data->fd, backup, &readFailed, &writeFailed);
-      if (!CxStatus_isOk(CxFile_flush(backup))) writeFailed = true;
-      if (!CxStatus_isOk(CxFile_close(&backup))) writeFailed = true;
+      reportFailure(CxFile_close(&backup));
+      int copy = -1;
+      if (!CxStatus_isOk(CxFile_openShared(&copy, copyName.data, CX_O_WRONLY | CX_O_CREAT | CX_O_TRUNC,
+                                          (int)data->filePermission))) {
+        writeFailed = true;
+      } else {
+        copyInto(data->fd, copy, &readFailed, &writeFailed);
+        if (!CxStatus_isOk(CxFile_flush(copy))) writeFailed = true;
+        if (!CxStatus_isOk(CxFile_close(&copy))) writeFailed = true;
+      }
+      if (readFailed) reportName(data, kMsgRolloverRead, name0);
+      if (writeFailed) reportName(data, kMsgRolloverWrite, name1);
+      if (readFailed || writeFailed) {
+        /* The active file stays as it is; the next record tries again. */
+        reportFailure(CxFile_delete(copyName.data));
+        deleteIfEmpty(name1);
+        truncate = false;
+      } else {
+        copied = true;
+      }
     }
+  } else {
+    reportName(data, kMsgRolloverRead, name0);
+    truncate = false;
   }
-  if (!backupMissing) {
-    if (readFailed) reportName(data, kMsgRolloverRead, name0);
-    if (writeFailed) reportName(data, kMsgRolloverWrite, name1);
+  if (truncate) {
+    /* Emptied in place, never replaced: the other processes keep writing
+       through their descriptors of this very file. */
+    reportFailure(CxFile_truncate(data->fd));
+    reportFailure(CxFile_seek(data->fd, 0, CX_SEEK_SET));
+    /* Only now is the copy complete and the active file emptied: from
+       here on the copy holds the only record of these lines. */
+    if (copied) reportFailure(CxFile_rename(copyName.data, name1));
   }
-  /* Emptied in place, never replaced: the other processes keep writing
-     through their descriptors of this very file.  Also when the copy
-     failed: a file that can no longer roll over must not grow forever. */
-  reportFailure(CxFile_truncate(data->fd));
-  reportFailure(CxFile_seek(data->fd, 0, CX_SEEK_SET));
+  CxStringBuff_free(&copyName);
   QlgMem_free(name0);
   QlgMem_free(name1);
 }
 
 void QlgMPFileHandler_rollover(QlgFileHandlerData* data) {
   if (!data || data->maxFiles < 2) return;
-  deleteNumbered(data, data->maxFiles - 1);
-  for (int32_t i = data->maxFiles - 2; i >= 1; i--) renameNumbered(data, i, i + 1);
+  settleLeftover(data);
+  shiftBackups(data);
   QlgMPFileHandler_copyTruncate(data);
 }
 
@@ -184,7 +386,15 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
     CxStatus st = CxMutex_lockTimed(data->lock, CX_MUTEX_WAIT_MS);
     if (!CxStatus_isOk(st)) {
       QlgMisc_reportStatus(st); /* this record is dropped; the handler stays usable */
+    } else if (!fileStillThere(data)) {
+      /* Removed or renamed, and the path cannot be opened again: this
+         record is dropped, the next publish tries again. */
+      reportFailure(CxMutex_unlock(data->lock));
     } else {
+      /* A writer killed in a rollover is settled after at most a second
+         (and by the first record of a process), not only at the next
+         rollover, which may be long in coming. */
+      if (CxSystem_steadyMillis() >= data->nextLeftoverCheck) settleLeftover(data);
       int64_t size = 0;
       st = CxFile_endOffset(data->fd, &size);
       if (CxStatus_isOk(st))

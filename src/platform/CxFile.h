@@ -113,6 +113,27 @@ CxStatus CxFile_statKind(CxFileStat* out, const char* path, int* kind);
    that is empty, "." or "..", or holds a separator fails with 'p' 22. */
 CxStatus CxFile_openIn(int* fd, const char* dir, const char* name, int flags, int mode);
 
+/* Opens a file the library writes in a directory other users may write
+   to (log files, backups), with CX_O_* flags and mode (narrowed by the
+   umask, so never wider).  It never blocks: anything but a regular file
+   or a character device (a FIFO, a socket, a block device) is refused with
+   'p' 6 (ENXIO on POSIX).  A symbolic link at the last component is
+   followed only when it belongs to the process's user, or to the
+   directory's owner when others can write the directory; any other link
+   is refused with 'p' 40 (ELOOP), so a planted link never redirects the
+   write. */
+CxStatus CxFile_openShared(int* fd, const char* path, int flags, int mode);
+
+/* Which file a descriptor or a path designates: equal records mean the
+   same file. */
+typedef struct CxFileId {
+  uint64_t device;
+  uint64_t inode;
+} CxFileId;
+CxStatus CxFile_id(int fd, CxFileId* out);
+/* Links followed; 'p' 2 when the path names nothing. */
+CxStatus CxFile_pathId(const char* path, CxFileId* out);
+
 ARDEL_END_C
 
 #endif

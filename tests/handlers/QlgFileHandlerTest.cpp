@@ -1,9 +1,10 @@
-// qlg_filehandler: how a configured name becomes a path, the properties and
-// their checks, head/record/tail placement, size-based rollover, recreation
-// of a removed file, and recovery from file-system faults (a directory that
-// cannot be made, a path that cannot be opened, a full device).
-#include <gtest/gtest.h>
-
+/*
+ * qlg_filehandler: how a configured name becomes a path, the properties and
+ * their checks, head/record/tail placement, size-based rollover, and
+ * recovery from file-system faults (a directory that cannot be made, a path
+ * that cannot be opened, a full device).  A file removed, moved or emptied
+ * by another program is the hot-path tests' subject.
+ */
 #include <errno.h>
 #include <signal.h>
 #include <string.h>
@@ -13,115 +14,54 @@
 
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include <ardel/QlgEvent.h>
-#include <ardel/QlgHandler.h>
 #include <ardel/QlgMem.h>
-#include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
-#include "handlers/QlgFileHandler.h"
-#include "support/Recorder.h"
-#include "support/TestSupport.h"
+#include "handlers/FileHandlerFixture.h"
 #include "util/QlgMemTest.h"
-
-#define EXPECT_HAS(text, needle) EXPECT_NE((text).find(needle), std::string::npos) << (text)
 
 namespace {
 
 using ardeltest::CaptureFd;
 using ardeltest::readFile;
-using ardeltest::TempDir;
-using Props = std::vector<std::pair<std::string, std::string>>;
-
-bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+using fhtest::exists;
+using fhtest::Props;
+using FileHandlerTest = fhtest::FileHandlerFixture;
 
 std::string cwd() {
   char buf[4096];
   return getcwd(buf, sizeof buf) ? buf : "";
 }
 
-class FileHandlerTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    QlgClass_registerFormatter("test_fh_bare", nullptr, nullptr, nullptr, nullptr,
-                               ardeltest::bareMessage, nullptr, nullptr, nullptr);
-    QlgClass_registerFormatter("test_fh_headtail", nullptr, nullptr, nullptr, nullptr,
-                               ardeltest::bareMessage, ardeltest::headText, ardeltest::tailText, nullptr);
-    ardeltest::registerRecorder();
-    static int serial = 0;
-    prefix_ = "test.fh" + std::to_string(++serial) + ".";
-  }
-  void TearDown() override {
-    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
-  }
+/* ---- names and paths ---- */
 
-  QlgObject* make(const std::string& name, const char* cls) {
-    QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
-    EXPECT_NE(obj, nullptr) << name;
-    if (obj) objects_.push_back(obj);
-    return obj;
-  }
-  // A file handler with a bare (or head/tail) formatter and the given properties, in order.
-  QlgObject* handler(const Props& props, bool headTail = false) {
-    QlgObject* h = make("h" + std::to_string(objects_.size()), "qlg_filehandler");
-    QlgHandler_setFormatter(h, make("f" + std::to_string(objects_.size()),
-                                    headTail ? "test_fh_headtail" : "test_fh_bare"));
-    for (const auto& p : props) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
-    return h;
-  }
-  static QlgFileHandlerData* data(QlgObject* h) { return QlgFileHandler_data(h); }
-  static std::string path(QlgObject* h) { return data(h)->path ? data(h)->path : "(null)"; }
-  static void log(QlgObject* h, const std::vector<std::string>& texts) {
-    for (const auto& text : texts) {
-      QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
-      ASSERT_NE(e, nullptr);
-      h->cls->slots.handler.publish(h, e);
-      QlgEvent_free(e);
-    }
-  }
-  static void close(QlgObject* h) { h->cls->slots.handler.close(h); }
-
-  TempDir dir_;
-  std::string prefix_;
-  std::vector<QlgObject*> objects_;
-};
-
-// ---- names and paths ----
-
-TEST(FileHandlerPath, ComposedPathIsDirectorySlashBaseNumberDotExtension) {
-  struct { const char *dir, *base; int n; const char *ext, *want; } cases[] = {
-      {"/logs", "/trace", 2, "log", "/logs//trace2.log"}, {"/logs", "trace", 0, "log", "/logs/trace.log"},
-      {"/logs", "trace", 0, nullptr, "/logs/trace"},      {"/logs", "trace", 12, nullptr, "/logs/trace12"},
-      {"/logs", nullptr, 1, "log", "(null)"}};
-  for (const auto& c : cases) {
-    char* p = QlgFileHandler_composePath(c.dir, c.base, c.n, c.ext);
-    EXPECT_EQ(std::string(p ? p : "(null)"), c.want);
-    QlgMem_free(p);
-  }
-}
-
-TEST(FileHandlerPath, NameIsSplitIntoDirectoryBaseNumberAndExtension) {
+TEST(FileHandlerPath, NamesAreSplitAndComposedIntoThePath) {
   QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
   ASSERT_NE(d, nullptr);
-  // An empty directory part means the working directory.
-  struct { const char *name, *dir, *base, *ext; int index; std::string path; } cases[] = {
-      {"/logs/x.log", "/logs", "/x", "log", 0, "/logs//x.log"},
-      {"var/log/trace12.txt", "var/log", "/trace", "txt", 12, "var/log//trace12.txt"},
-      {"plain", nullptr, "plain", nullptr, 0, cwd() + "/plain"},
-      {"/top.log", nullptr, "/top", "log", 0, cwd() + "//top.log"}};
+  /* The base name keeps its separator; an empty directory part means the
+     working directory; a trailing number is the index. */
+  std::pair<const char*, std::string> cases[] = {
+      {"/logs/x.log", "/logs//x.log"}, {"var/log/trace12.txt", "var/log//trace12.txt"},
+      {"plain", cwd() + "/plain"}, {"/top.log", cwd() + "//top.log"}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    QlgFileHandler_setFileName(c.name, d);
-    if (c.dir) { EXPECT_STREQ(d->directory, c.dir); }
-    EXPECT_STREQ(d->baseName, c.base);
-    EXPECT_STREQ(d->extension, c.ext);
-    if (c.index) { EXPECT_EQ(d->index, c.index); }
-    EXPECT_EQ(std::string(d->path ? d->path : "(null)"), c.path);
+    QlgFileHandler_setFileName(c.first, d);
+    EXPECT_EQ(std::string(d->path ? d->path : "(null)"), c.second);
   }
+  EXPECT_EQ(d->index, 0);
+  QlgFileHandler_setFileName("var/log/trace12.txt", d);
+  EXPECT_EQ(d->index, 12);
   QlgFileHandler_destroy(d);
+  EXPECT_EQ(QlgFileHandler_composePath("/logs", nullptr, 1, "log"), nullptr);
+}
+
+TEST_F(FileHandlerTest, ConfiguredNamesGetTheirDigitGuardedOrAreReportedAndReplaced) {
+  CaptureFd err(2);
+  /* Only the digit before the last dot counts. */
+  std::pair<std::string, std::string> cases[] = {
+      {dir_.file("trace3.log"), dir_.path() + "//trace3_.log"}, {dir_.file("123"), dir_.path() + "//123_"},
+      {dir_.file("log2.x.txt"), dir_.path() + "//log2.x.txt"}, {"", cwd() + "/default.log"}};
+  for (const auto& c : cases) EXPECT_EQ(path(handler({{"fileName", c.first}})), c.second);
+  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h6'");
 }
 
 TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
@@ -143,197 +83,155 @@ TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
   QlgFileHandler_destroy(d);
 }
 
-TEST_F(FileHandlerTest, ConfiguredNameEndingInADigitGetsAnUnderscore) {
-  // Only the digit before the last dot counts.
-  for (auto c : {std::make_pair("trace3.log", "trace3_.log"), std::make_pair("123", "123_"),
-                 std::make_pair("log2.x.txt", "log2.x.txt")})
-    EXPECT_EQ(path(handler({{"fileName", dir_.file(c.first)}})), dir_.path() + "//" + c.second);
+/* ---- properties ---- */
+
+TEST_F(FileHandlerTest, PropertyChecksStoreTheirFallbacksAndWarnUnlessSilenced) {
+  using Field = int64_t (*)(QlgFileHandlerData*);
+  Field files = [](QlgFileHandlerData* d) -> int64_t { return d->maxFiles; };
+  Field size = [](QlgFileHandlerData* d) -> int64_t { return d->maxFileSize; };
+  Field errs = [](QlgFileHandlerData* d) -> int64_t { return d->logInternalErrs; };
+  Field perm = [](QlgFileHandlerData* d) -> int64_t { return d->filePermission; };
+  Field conv = [](QlgFileHandlerData* d) -> int64_t { return d->converter != nullptr; };
+  /* "%1s" is the handler's name; "%2d" is a width of two, not a position. */
+  struct { Props props; Field field; int64_t want; std::string message; } cases[] = {
+      {{{"maxFiles", "0"}}, files, 3,
+       "QLGFH0077W Property 'maxFiles' will be ignored for file handler %1s, because the value  0 is not "
+       "greater than zero."},
+      {{{"maxFileBytes", "-5"}}, size, 1024,
+       "QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '%1s', because the value -5 is "
+       "not greater than zero."},
+      {{{"maxFiles", "1"}, {"maxFileBytes", "500"}}, size, 500,
+       "QLGFH0079W Property 'maxFileBytes' will be ignored for file handler '%1s', because property "
+       "'maxFiles' is set to 1."},
+      {{{"maxFileSize", "abc"}}, size, 1024, ""},
+      {{{"filePermission", "rw-r"}}, perm, 0744,
+       "QLGMP0074W The value rw-r is not a valid file permission mask for file handler %1s."},
+      {{{"fileEncoding", "NO-SUCH-CODESET"}}, conv, 0, "QLGFH0036W Could not load codeset NO-SUCH-CODESET."},
+      {{{"fileEncoding", "utf8"}}, conv, 1, ""},
+      /* The flag takes the value of appending (absent reads as true). */
+      {{{"appending", "false"}, {"logInternalErrs", "true"}, {"maxFiles", "-1"}}, errs, 0, ""},
+      {{{"logInternalErrs", "false"}}, errs, 1, ""},
+      {{{"MPFileSemKey", "none"}}, [](QlgFileHandlerData* d) -> int64_t { return d->semKey; }, 0, ""}};
+  for (const auto& c : cases) {
+    std::string name = prefix_ + "h" + std::to_string(objects_.size());
+    SCOPED_TRACE(c.props.back().first + "=" + c.props.back().second);
+    CaptureFd err(2);
+    QlgFileHandlerData* d = data(handler(c.props));
+    EXPECT_EQ(c.field(d), c.want);
+    std::string message = c.message;
+    size_t at = message.find("%1s");
+    if (at != std::string::npos) message.replace(at, 3, name);
+    if (message.empty()) {
+      EXPECT_EQ(err.text(), "");
+    } else {
+      EXPECT_HAS(err.text(), message);
+    }
+  }
 }
 
-TEST_F(FileHandlerTest, EmptyFileNameIsReportedAndFallsBackToDefaultLog) {
-  CaptureFd err(2);
-  EXPECT_EQ(path(handler({{"fileName", ""}})), cwd() + "/default.log");
-  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h0'");
+/* ---- writing ---- */
+
+TEST_F(FileHandlerTest, HeadRecordsAndTailLandAsEachScenarioWants) {
+  QlgObject* rec = make("rec", "test_recorder");
+  struct {
+    const char* file;
+    Props props;
+    const char* existing;
+    std::function<void(QlgObject*)> run;
+    std::string want;
+  } cases[] = {
+      {"sub/dir/once.log", {}, nullptr, /* one head, one tail, directories made */
+       [](QlgObject* h) { log(h, {"a", "b"}); close(h); close(h); }, "HEAD\na\nb\nTAIL\n"},
+      {"change.log", {}, nullptr, /* closed by a change, but not of logInternalErrs or an absent permission */
+       [](QlgObject* h) {
+         log(h, {"one"});
+         h->cls->propertyChanged(h, "filePermission");
+         QlgObject_storeProperty(h, "logInternalErrs", "false");
+         QlgObject_storeProperty(h, "maxFiles", "4");
+         log(h, {"two"});
+       },
+       "HEAD\none\nTAIL\nHEAD\ntwo\n"},
+      {"append.log", {}, "old\n", [](QlgObject* h) { log(h, {"x"}); }, "old\nHEAD\nx\n"},
+      {"truncate.log", {{"appending", "false"}}, "old\n", [](QlgObject* h) { log(h, {"y"}); },
+       "HEAD\ny\n"},
+      {"unknown-codeset.log", {{"fileEncoding", "NO-SUCH"}}, nullptr,
+       [](QlgObject* h) { log(h, {"gr\xC3\xBC\xC3\x9F"}); }, "HEAD\ngr\xC3\xBC\xC3\x9F\n"},
+      {"disabled.log", {}, nullptr, /* nothing written, listeners reached only while enabled */
+       [&](QlgObject* h) {
+         QlgObject_addListener(h, rec);
+         ardeltest::seen().clear();
+         log(h, {"passed"});
+         QlgObject_storeProperty(h, "logging", "off");
+         log(h, {"silenced"});
+         ASSERT_EQ(ardeltest::seen().size(), 1u);
+         EXPECT_EQ(ardeltest::seen()[0].text, "passed");
+       },
+       "HEAD\npassed\nTAIL\n"}};
+  for (auto& c : cases) {
+    SCOPED_TRACE(c.file);
+    if (c.existing) dir_.write(c.file, c.existing);
+    CaptureFd err(2);
+    Props props = c.props;
+    props.insert(props.begin(), {"fileName", dir_.file(c.file)});
+    c.run(handler(props, true));
+    EXPECT_EQ(readFile(dir_.file(c.file)), c.want);
+  }
 }
 
-// ---- properties ----
-
-TEST_F(FileHandlerTest, SizeAndCountChecksWarnAndStoreTheirFallbacks) {
-  CaptureFd err(2);
-  QlgObject* h = handler({{"maxFiles", "0"}, {"maxFileBytes", "-5"}});
-  EXPECT_EQ(data(h)->maxFiles, 3);
-  EXPECT_EQ(data(h)->maxFileSize, 1024);
-  EXPECT_EQ(data(handler({{"maxFiles", "1"}, {"maxFileBytes", "500"}}))->maxFileSize, 500)
-      << "stored although it has no effect";
-  EXPECT_EQ(data(handler({{"maxFileSize", "abc"}}))->maxFileSize, 1024);
-  std::string text = err.text(), n0 = prefix_ + "h0", n2 = prefix_ + "h2";
-  // "%2d" in the stored text is a width of two, not a position.
-  EXPECT_HAS(text, "QLGFH0077W Property 'maxFiles' will be ignored for file handler " + n0 +
-                       ", because the value  0 is not greater than zero.");
-  EXPECT_HAS(text, "QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '" + n0 +
-                       "', because the value -5 is not greater than zero.");
-  EXPECT_HAS(text, "QLGFH0079W Property 'maxFileBytes' will be ignored for file handler '" + n2 +
-                       "', because property 'maxFiles' is set to 1.");
-}
-
-TEST_F(FileHandlerTest, PermissionsParseAsOctalGiveTheNewFileItsModeAndBadMasksKeepTheOldValue) {
-  CaptureFd err(2);
-  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}, {"dirPermission", "0700"}});
-  EXPECT_EQ(data(h)->dirPermission, 0700u);
+TEST_F(FileHandlerTest, CreatedFileGetsTheConfiguredPermission) {
+  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}});
   mode_t old = umask(0);
   log(h, {"x"});
   umask(old);
   struct stat st;
   ASSERT_EQ(stat(dir_.file("perm.log").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0604u);
-  QlgObject_storeProperty(h, "filePermission", "rw-r");
-  EXPECT_EQ(data(h)->filePermission, 0604u);
-  EXPECT_HAS(err.text(), "QLGMP0074W The value rw-r is not a valid file permission mask for file handler " +
-                             prefix_ + "h0.");
 }
 
-TEST_F(FileHandlerTest, PropertyChangeClosesTheFileExceptLogInternalErrsAndAbsentPermissions) {
-  QlgObject* h = handler({{"fileName", dir_.file("c.log")}}, true);
-  log(h, {"one"});
-  ASSERT_EQ(data(h)->isOpen, 1);
-  h->cls->propertyChanged(h, "filePermission"); /* absent: nothing happens */
-  EXPECT_EQ(data(h)->isOpen, 1);
-  QlgObject_storeProperty(h, "logInternalErrs", "false");
-  EXPECT_EQ(data(h)->isOpen, 1);
-  QlgObject_storeProperty(h, "maxFiles", "4");
-  EXPECT_EQ(data(h)->isOpen, 0);
-  log(h, {"two"});
-  EXPECT_EQ(readFile(dir_.file("c.log")), "HEAD\none\nTAIL\nHEAD\ntwo\n");
-}
+/* ---- rollover ---- */
 
-TEST_F(FileHandlerTest, LogInternalErrsFollowsTheAppendingProperty) {
-  CaptureFd err(2);
-  QlgObject* h = handler({{"appending", "false"}, {"logInternalErrs", "true"}});
-  EXPECT_EQ(data(h)->logInternalErrs, 0) << "the flag takes the value of appending";
-  QlgObject_storeProperty(h, "maxFiles", "-1");
-  EXPECT_EQ(data(handler({{"logInternalErrs", "false"}}))->logInternalErrs, 1) << "appending absent reads as true";
-  EXPECT_EQ(err.text().find("QLGFH0077W"), std::string::npos);
-}
-
-TEST_F(FileHandlerTest, UnknownEncodingWarnsAndWritesUtf8) {
-  CaptureFd err(2);
-  QlgObject* h = handler({{"fileName", dir_.file("enc.log")}, {"fileEncoding", "NO-SUCH-CODESET"}});
-  EXPECT_EQ(data(h)->converter, nullptr);
-  log(h, {"gr\xC3\xBC\xC3\x9F"});
-  EXPECT_HAS(err.text(), "QLGFH0036W Could not load codeset NO-SUCH-CODESET.");
-  QlgObject_storeProperty(h, "fileEncoding", "utf8");
-  EXPECT_NE(data(h)->converter, nullptr);
-  log(h, {"x"});
-  EXPECT_EQ(readFile(dir_.file("enc.log")), "gr\xC3\xBC\xC3\x9F\nx\n");
-}
-
-TEST_F(FileHandlerTest, SemKeyIsStoredAsRead) {
-  QlgObject* h = handler({{"MPFileSemKey", "4660"}});
-  EXPECT_EQ(data(h)->semKey, 4660);
-  QlgObject_storeProperty(h, "MPFileSemKey", "none");
-  EXPECT_EQ(data(h)->semKey, 0);
-}
-
-// ---- writing ----
-
-TEST_F(FileHandlerTest, HeadOnceBeforeTheFirstRecordAndTailAtClose) {
-  QlgObject* h = handler({{"fileName", dir_.file("sub/dir/ht.log")}}, true);
-  log(h, {"a", "b"});
-  EXPECT_EQ(readFile(dir_.file("sub/dir/ht.log")), "HEAD\na\nb\n") << "missing directories are created";
-  close(h);
-  close(h);
-  EXPECT_EQ(readFile(dir_.file("sub/dir/ht.log")), "HEAD\na\nb\nTAIL\n") << "one tail, only while open";
-}
-
-TEST_F(FileHandlerTest, AppendingKeepsAndNonAppendingTruncatesAnExistingFile) {
-  dir_.write("app.log", "old\n");
-  dir_.write("new.log", "old\n");
-  log(handler({{"fileName", dir_.file("app.log")}}), {"x"});
-  log(handler({{"fileName", dir_.file("new.log")}, {"appending", "false"}}), {"y"});
-  EXPECT_EQ(readFile(dir_.file("app.log")), "old\nx\n");
-  EXPECT_EQ(readFile(dir_.file("new.log")), "y\n");
-}
-
-TEST_F(FileHandlerTest, DisabledHandlerWritesNothingAndEventsReachChainedListeners) {
-  QlgObject* h = handler({{"fileName", dir_.file("chain.log")}});
-  QlgObject_addListener(h, make("rec", "test_recorder"));
-  ardeltest::seen().clear();
-  log(h, {"passed"});
-  ASSERT_EQ(ardeltest::seen().size(), 1u);
-  EXPECT_EQ(ardeltest::seen()[0].text, "passed");
-  QlgObject_storeProperty(h, "logging", "off");
-  log(h, {"silenced"});
-  EXPECT_EQ(readFile(dir_.file("chain.log")), "passed\n");
-  EXPECT_EQ(ardeltest::seen().size(), 1u);
-}
-
-// ---- rollover ----
-
-TEST_F(FileHandlerTest, RolloverShiftsBackupsAndDropsTheOldest) {
-  QlgObject* h = handler({{"fileName", dir_.file("app.log")}, {"maxFiles", "3"}, {"maxFileBytes", "10"}}, true);
-  // HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first.
-  log(h, {"r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8"});
-  EXPECT_EQ(readFile(dir_.file("app.log")), "HEAD\nr7\nr8\n");
-  EXPECT_EQ(readFile(dir_.file("app1.log")), "HEAD\nr5\nr6\nTAIL\n");
-  EXPECT_EQ(readFile(dir_.file("app2.log")), "HEAD\nr3\nr4\nTAIL\n");
-  EXPECT_FALSE(exists(dir_.file("app3.log"))) << "maxFiles 3 keeps two backups";
-}
-
-TEST_F(FileHandlerTest, FileExceedsTheLimitByAtMostOneRecord) {
-  QlgObject* h = handler({{"fileName", dir_.file("lim.log")}, {"maxFiles", "50"}, {"maxFileBytes", "100"}});
-  log(h, std::vector<std::string>(40, std::string(30, 'z')));
-  for (int k = 0; k < 50; k++) {
-    std::string name = dir_.file(k ? "lim" + std::to_string(k) + ".log" : "lim.log");
-    if (exists(name)) { EXPECT_LE(readFile(name).size(), 100u + 31u) << name; }
+/* Backups are shifted and the oldest dropped; a file exceeds the limit by
+   at most one record; maxFiles 1 never rolls over; a file found at the
+   limit is rolled over when opened. */
+TEST_F(FileHandlerTest, RolloverKeepsTheNumberedBackupsAsConfigured) {
+  const std::string absent = "(absent)", z4 = std::string(4, 'z') + "\n";
+  std::string lim;
+  for (int i = 0; i < 4; i++) lim += std::string(30, 'z') + "\n";
+  struct {
+    Props props;
+    const char* existing;
+    std::vector<std::string> records;
+    std::vector<std::pair<std::string, std::string>> files;
+  } cases[] = {
+      /* HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first. */
+      {{{"maxFiles", "3"}, {"maxFileBytes", "10"}}, nullptr, {"r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8"},
+       {{"", "HEAD\nr7\nr8\n"}, {"1", "HEAD\nr5\nr6\nTAIL\n"}, {"2", "HEAD\nr3\nr4\nTAIL\n"}, {"3", absent}}},
+      {{{"maxFiles", "50"}, {"maxFileBytes", "100"}}, nullptr, std::vector<std::string>(40, std::string(30, 'z')),
+       {{"", "HEAD\n" + lim}, {"1", "HEAD\n" + lim + "TAIL\n"}, {"9", "HEAD\n" + lim + "TAIL\n"}, {"10", absent}}},
+      {{{"maxFiles", "1"}, {"maxFileBytes", "5"}}, nullptr, std::vector<std::string>(3, "zzzz"),
+       {{"", "HEAD\n" + z4 + z4 + z4}, {"1", absent}}},
+      {{{"maxFileBytes", "20"}}, "oooooooooooooooooooo", {"fresh"},
+       {{"", "HEAD\nfresh\n"}, {"1", std::string(20, 'o') + "TAIL\n"}}}};
+  int n = 0;
+  for (const auto& c : cases) {
+    std::string base = "roll" + std::to_string(++n) + "_";
+    SCOPED_TRACE(base);
+    if (c.existing) dir_.write(base + ".log", c.existing);
+    Props props = c.props;
+    props.insert(props.begin(), {"fileName", dir_.file(base + ".log")});
+    log(handler(props, true), c.records);
+    for (const auto& f : c.files) {
+      std::string name = dir_.file(base + f.first + ".log");
+      EXPECT_EQ(exists(name) ? readFile(name) : absent, f.second) << name;
+    }
   }
-  EXPECT_EQ(readFile(dir_.file("lim1.log")).size(), 124u) << "four records: 93 bytes < 100, the fourth tips it";
 }
 
-// The rollover test reads the file's own size, so a file emptied in place by
-// another program (as copy-and-truncate rotation does) starts over.
-TEST_F(FileHandlerTest, RolloverTestUsesTheSizeReadFromTheFile) {
-  QlgObject* h = handler({{"fileName", dir_.file("cut.log")}, {"maxFileBytes", "10"}});
-  log(h, {std::string(12, 'a')});
-  ASSERT_EQ(truncate(dir_.file("cut.log").c_str(), 0), 0);
-  usleep(1100 * 1000);
-  log(h, {"b"});
-  EXPECT_FALSE(exists(dir_.file("cut1.log"))) << "an emptied file is not rolled over";
-  log(h, {std::string(12, 'c'), "d"});
-  EXPECT_EQ(readFile(dir_.file("cut1.log")), "b\n" + std::string(12, 'c') + "\n");
-  EXPECT_EQ(readFile(dir_.file("cut.log")), "d\n");
-}
+/* ---- faults ---- */
 
-TEST_F(FileHandlerTest, WithOneFileNoRolloverHappens) {
-  log(handler({{"fileName", dir_.file("one.log")}, {"maxFiles", "1"}, {"maxFileBytes", "5"}}),
-      std::vector<std::string>(10, "0123456789"));
-  EXPECT_EQ(readFile(dir_.file("one.log")).size(), 110u);
-  EXPECT_FALSE(exists(dir_.file("one1.log")));
-}
-
-TEST_F(FileHandlerTest, ExistingFileAtTheLimitIsRolledOverWhenOpened) {
-  dir_.write("full.log", std::string(20, 'o'));
-  log(handler({{"fileName", dir_.file("full.log")}, {"maxFileBytes", "20"}}, true), {"fresh"});
-  EXPECT_EQ(readFile(dir_.file("full1.log")), std::string(20, 'o') + "TAIL\n");
-  EXPECT_EQ(readFile(dir_.file("full.log")), "HEAD\nfresh\n");
-}
-
-// ---- removal and faults ----
-
-TEST_F(FileHandlerTest, FileRemovedOrMovedWhileOpenIsCreatedAgainWithItsHead) {
-  QlgObject* h = handler({{"fileName", dir_.file("gone.log")}}, true);
-  log(h, {"a"});
-  ASSERT_EQ(unlink(dir_.file("gone.log").c_str()), 0);
-  log(h, {"b"});
-  EXPECT_EQ(readFile(dir_.file("gone.log")), "HEAD\nb\n");
-  ASSERT_EQ(rename(dir_.file("gone.log").c_str(), dir_.file("moved.log").c_str()), 0);
-  log(h, {"c"});
-  EXPECT_EQ(readFile(dir_.file("gone.log")), "HEAD\nc\n");
-  EXPECT_EQ(readFile(dir_.file("moved.log")), "HEAD\nb\n");
-}
-
-// The file must count as present between records however its name is spelt:
-// a name of the full 260 characters composes to a longer path (the base name
-// keeps its separator), and a backslash is an ordinary character here.
+/* The file must count as present between records however its name is spelt:
+   a name of the full 260 characters composes to a longer path (the base name
+   keeps its separator), and a backslash is an ordinary character here. */
 TEST_F(FileHandlerTest, LongestAcceptedNameAndBackslashNameAreOpenedOnceWithOneHead) {
   std::string middle(260 - dir_.path().size() - 1 - 7, 'd');
   for (size_t i = 100; i + 1 < middle.size(); i += 101) middle[i] = '/';
@@ -346,8 +244,8 @@ TEST_F(FileHandlerTest, LongestAcceptedNameAndBackslashNameAreOpenedOnceWithOneH
   }
 }
 
-// A blocked path is reported and the record lost; once the blocker is gone
-// the next record opens the file again.
+/* A blocked path is reported and the record lost; once the blocker is gone
+   the next record opens the file again. */
 TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecord) {
   std::string blocker = dir_.file("file.txt"), busy = dir_.file("busy.log");
   struct {
@@ -389,7 +287,7 @@ TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgai
     struct rlimit small = lim;
     small.rlim_cur = 16;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    // A pipe, not a file: the size limit would cut a captured file too.
+    /* A pipe, not a file: the size limit would cut a captured file too. */
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
     fflush(stderr);
@@ -413,7 +311,7 @@ TEST_F(FileHandlerTest, FullDeviceIsReportedAndWritingResumesWhenThereIsRoomAgai
   });
 }
 
-// ---- robustness ----
+/* ---- robustness ---- */
 
 TEST_F(FileHandlerTest, NullArgumentsAndForeignObjectsAreIgnored) {
   QlgFileHandler_publish(nullptr, nullptr);

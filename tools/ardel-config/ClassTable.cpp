@@ -239,7 +239,10 @@ const ClassInfo kClasses[] = {
     {"qlg_multiproc_filehandler", kHandler,
      "A file handler that several processes share: it always appends, writes and rolls over "
      "under a cross-process lock keyed by MPFileSemKey, and reports a failed rollover copy "
-     "with QLGMP0072W or QLGMP0073W.",
+     "with QLGMP0072W or QLGMP0073W. The copy goes to the file name plus .rollover first, so a "
+     "writer killed in a rollover loses and repeats no record, and a copy cut short (a full "
+     "disk) leaves the file as it is until the next record; a file removed or renamed is "
+     "opened again.",
      kFileHandler, COUNT(kFileHandler)},
     {"qlg_basicformatter", kFormatter,
      "Formats an event as one line: time stamp, source location and identity fields, then "

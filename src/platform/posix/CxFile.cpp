@@ -75,6 +75,37 @@ CxStatus statWithKind(CxFileStat* out, const char* path, int* kind, bool follow)
   return CxStatus_ok();
 }
 
+/* The kernel's protected_symlinks rule, applied whatever the kernel is
+   set to: a link is followed when the process owns it, when only the
+   directory's owner can write the directory, or when the link belongs to
+   that owner. */
+bool linkMayBeFollowed(const char* path) {
+  struct stat link;
+  if (lstat(path, &link) != 0 || !S_ISLNK(link.st_mode)) return false;
+  if (link.st_uid == geteuid()) return true;
+  char dir[PATH_MAX];
+  const char* slash = strrchr(path, '/');
+  size_t len = !slash ? 0 : slash == path ? 1 : (size_t)(slash - path);
+  if (len >= sizeof dir) return false;
+  if (len == 0) {
+    strcpy(dir, ".");
+  } else {
+    memcpy(dir, path, len);
+    dir[len] = '\0';
+  }
+  struct stat d;
+  if (stat(dir, &d) != 0) return false;
+  return !(d.st_mode & (S_IWGRP | S_IWOTH)) || link.st_uid == d.st_uid;
+}
+
+int openRetry(const char* path, int native, int mode) {
+  int r;
+  do {
+    r = open(path, native, (mode_t)mode);
+  } while (r < 0 && errno == EINTR);
+  return r;
+}
+
 }  // namespace
 
 extern "C" {
@@ -276,6 +307,53 @@ CxStatus CxFile_openIn(int* fd, const char* dir, const char* name, int flags, in
   close(dfd);
   if (r < 0) return errnoStatus(e);
   *fd = r;
+  return CxStatus_ok();
+}
+
+CxStatus CxFile_openShared(int* fd, const char* path, int flags, int mode) {
+  if (!fd) return invalid();
+  *fd = -1;
+  int native;
+  if (isEmpty(path) || !nativeFlags(flags, &native)) return invalid();
+  /* O_NONBLOCK: opening a FIFO must not wait for a reader; it is cleared
+     again once the file is known to be regular. */
+  native |= O_NONBLOCK | O_NOCTTY;
+  int r = openRetry(path, native | O_NOFOLLOW, mode);
+  if (r < 0 && errno == ELOOP && linkMayBeFollowed(path)) r = openRetry(path, native, mode);
+  if (r < 0) return errnoStatus(errno);
+  struct stat st;
+  int e = 0;
+  if (fstat(r, &st) != 0) {
+    e = errno;
+  } else if (!S_ISREG(st.st_mode) && !S_ISCHR(st.st_mode)) {
+    e = ENXIO;
+  } else {
+    int fl = fcntl(r, F_GETFL);
+    if (fl < 0 || fcntl(r, F_SETFL, fl & ~O_NONBLOCK) != 0) e = errno;
+  }
+  if (e != 0) {
+    close(r);
+    return errnoStatus(e);
+  }
+  *fd = r;
+  return CxStatus_ok();
+}
+
+CxStatus CxFile_id(int fd, CxFileId* out) {
+  if (!out) return invalid();
+  struct stat st;
+  if (fstat(fd, &st) != 0) return errnoStatus(errno);
+  out->device = (uint64_t)st.st_dev;
+  out->inode = (uint64_t)st.st_ino;
+  return CxStatus_ok();
+}
+
+CxStatus CxFile_pathId(const char* path, CxFileId* out) {
+  if (!out || isEmpty(path)) return invalid();
+  struct stat st;
+  if (stat(path, &st) != 0) return errnoStatus(errno);
+  out->device = (uint64_t)st.st_dev;
+  out->inode = (uint64_t)st.st_ino;
   return CxStatus_ok();
 }
 
