@@ -123,7 +123,8 @@ TEST(Codeset, TimeFormattingWorksInTheDefaultCodeset) {
     env("LC_ALL", nullptr);
     env("LANG", "fr_FR.UTF-8");
     QlgNls_shutdown();
-    QlgNls_setDefaultCodeset(QlgCodeset_open("ISO-8859-1"));
+    QlgCodeset* latin1 = QlgCodeset_open("ISO-8859-1");
+    QlgNls_setDefaultCodeset(latin1);
     struct tm t = {};
     t.tm_mday = 5;
     char out[128];
@@ -131,6 +132,7 @@ TEST(Codeset, TimeFormattingWorksInTheDefaultCodeset) {
     EXPECT_STREQ(out, "05 \xE9t\xE9");
     QlgNls_setDefaultCodeset(nullptr);
     EXPECT_STREQ(QlgCodeset_name(QlgNls_defaultCodeset()), "INTERNAL37");
+    QlgCodeset_close(latin1);  // the default is borrowed, never owned
   });
 }
 
