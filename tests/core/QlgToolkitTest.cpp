@@ -57,7 +57,7 @@ TEST(ToolkitStartup, BuiltInClassesAreRegisteredInTheirFixedOrder) {
                                          "qlg_multiproc_filehandler", "qlg_basicformatter",
                                          "qlg_xmlformatter", "qlg_zarvotraceformatter",
                                          "qlg_ffdc_trigger_handler", "qlg_ffdc_filecopy_handler",
-                                         "qlg_sysloghandler"};
+                                         "qlg_sysloghandler", "qlg_asynchandler"};
     EXPECT_EQ(names, expected);
     QlgClass* cls = QlgClass_find("qlg_consolehandler");
     ASSERT_NE(cls, nullptr);
