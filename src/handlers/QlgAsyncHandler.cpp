@@ -444,7 +444,10 @@ void stopEvery(bool join) {
 }
 
 void exitHook() {
-  g_exiting = true;
+  if (QlgToolkit_enter()) {
+    g_exiting = true;
+    QlgToolkit_leave();
+  }
   stopEvery(true);
 }
 
