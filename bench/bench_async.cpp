@@ -6,7 +6,8 @@
  * (median and 99.9th percentile, clock_gettime around every call) and the
  * total time until every record is in the file (ardel_flush returned).
  * Each run is a child process of its own, so every run starts a fresh
- * toolkit.
+ * toolkit.  ARDEL_ASYNC_QUEUE changes the queue size, ARDEL_PATH_CHECK_INTERVAL
+ * the file handler's pathCheckInterval (default 0, as in bench-peers).
  *
  *   bench_async [records-per-thread]    the table
  *   bench_async --rss [records]         RSS after 1,000,000 and after all
@@ -49,17 +50,19 @@ long rssKiB() {
 CLogWrapper* start(const std::string& dir, bool async) {
   /* As in the side-by-side benchmark. */
   const char* interval = std::getenv("ARDEL_PATH_CHECK_INTERVAL");
+  const char* queue = std::getenv("ARDEL_ASYNC_QUEUE");
   std::string props = dir + "/TyxTrace.properties";
   FILE* f = std::fopen(props.c_str(), "w");
   if (!f) return nullptr;
   std::fprintf(f,
                "hw.loggers.trcLogger.className=qlg_basiclogger\nhw.loggers.trcLogger.level=DEBUG_MIN\n"
                "hw.loggers.trcLogger.listenerNames=%s\n"
-               "async.className=qlg_asynchandler\nasync.queueSize=8192\nasync.overflowPolicy=BLOCK\n"
+               "async.className=qlg_asynchandler\nasync.queueSize=%s\nasync.overflowPolicy=BLOCK\n"
                "async.listenerNames=out\n"
                "out.className=qlg_filehandler\nout.fileName=%s/ardel.log\nout.maxFiles=1\n"
-               "out.maxFileBytes=2000000000\nout.pathCheckInterval=%s\n",
-               async ? "async" : "out", dir.c_str(), interval ? interval : "0");
+               "out.pathCheckInterval=%s\n",
+               async ? "async" : "out", queue ? queue : "8192", dir.c_str(),
+               interval ? interval : "0");
   std::fclose(f);
   initializeWrapper(props.c_str());
   CLogWrapper* w = getCLogHw();

@@ -516,8 +516,11 @@ void enqueue(AsyncData* d, QlgEvent* event) {
     switch (d->overflow) {
       case QLG_ASYNC_BLOCK:
         /* The caller holds the lock the thread delivers under, so instead
-           of waiting it makes the room itself: the oldest record goes out. */
-        deliverHead(d);
+           of waiting it makes the room itself.  It hands on half the queue
+           at once: one long call, then a run of calls that find room, rather
+           than every call paying for one record. */
+        for (uint32_t n = d->capacity / 2 + 1; n && d->count.load(std::memory_order_relaxed); n--)
+          deliverHead(d);
         break;
       case QLG_ASYNC_DROP_NEW:
         countDrop(d);

@@ -13,9 +13,9 @@
  * record's delivery.  Queue state changes only under the toolkit lock; the
  * queue's own mutex serves the background thread's sleep alone.
  *
- * Overflow: BLOCK (the caller delivers the oldest record itself, so that
- * nothing is lost and nobody waits on a thread that needs the lock the
- * caller holds), DROP_NEW, OVERRUN_OLDEST.  Drops are counted and reported
+ * Overflow: BLOCK (the caller delivers the older half of the queue itself,
+ * so that nothing is lost and nobody waits on a thread that needs the lock
+ * the caller holds), DROP_NEW, OVERRUN_OLDEST.  Drops are counted and reported
  * once the queue has room again.
  *
  * What is queued is delivered by the handler's close and destroy, by
