@@ -55,7 +55,8 @@ CLogWrapper* start(const std::string& dir, bool async) {
   FILE* f = std::fopen(props.c_str(), "w");
   if (!f) return nullptr;
   std::fprintf(f,
-               "hw.loggers.trcLogger.className=qlg_basiclogger\nhw.loggers.trcLogger.level=DEBUG_MIN\n"
+               "hw.loggers.trcLogger.className=qlg_basiclogger\n"
+               "hw.loggers.trcLogger.level=DEBUG_MIN\n"
                "hw.loggers.trcLogger.listenerNames=%s\n"
                "async.className=qlg_asynchandler\nasync.queueSize=%s\nasync.overflowPolicy=BLOCK\n"
                "async.listenerNames=out\n"

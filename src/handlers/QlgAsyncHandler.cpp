@@ -453,7 +453,8 @@ void exitHook() {
 
 void reportNoThread(AsyncData* d) {
   if (d->logInternalErrs)
-    QlgMisc_report(QLG_LEVEL_ERROR, kMsgNoThread, kTextNoThread, QLG_PARM_STRING, handlerName(d), 0);
+    QlgMisc_report(QLG_LEVEL_ERROR, kMsgNoThread, kTextNoThread, QLG_PARM_STRING, handlerName(d),
+                   0);
 }
 
 /* The queue and the thread, on the first event. */
@@ -504,7 +505,7 @@ void adoptAfterFork(AsyncData* d) {
   d->synchronous = true;
 }
 
-/* Frees the oldest or refuses the newest record, counting the drop. */
+/* Counts a dropped record; the first of a run stamps when drops began. */
 void countDrop(AsyncData* d) {
   if (!d->droppedUnreported) d->firstDropTime = CxSystem_currentTimeMillis();
   d->dropped++;
@@ -584,7 +585,8 @@ void applyProperty(QlgObject* handler, AsyncData* d, const char* key, const char
   } else if (strcmp(key, "overflowPolicy") == 0) {
     if (value && strcasecmp(value, "BLOCK") == 0) d->overflow = QLG_ASYNC_BLOCK;
     else if (value && strcasecmp(value, "DROP_NEW") == 0) d->overflow = QLG_ASYNC_DROP_NEW;
-    else if (value && strcasecmp(value, "OVERRUN_OLDEST") == 0) d->overflow = QLG_ASYNC_OVERRUN_OLDEST;
+    else if (value && strcasecmp(value, "OVERRUN_OLDEST") == 0)
+      d->overflow = QLG_ASYNC_OVERRUN_OLDEST;
     else reportBadValue(handler, d, key, value, "BLOCK, DROP_NEW or OVERRUN_OLDEST");
   } else if (strcmp(key, "flushIntervalMs") == 0) {
     if (!parseNumber(value, 0, 60000, &n))

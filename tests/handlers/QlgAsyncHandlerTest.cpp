@@ -59,6 +59,8 @@ class AsyncHandlerTest : public ::testing::Test {
     QlgClass_registerHandler("test_async_props", nullptr, nullptr, nullptr,
                              QlgObject_basePropertyChanged, propsPublish, nullptr, nullptr);
     seen().clear();
+    memset(g_next, 0, sizeof g_next);
+    g_count = g_faults = 0;
     static int serial = 0;
     prefix_ = "test.async" + std::to_string(++serial) + ".";
   }
@@ -129,7 +131,8 @@ TEST_F(AsyncHandlerTest, FullQueueKeepsDropsAndReportsExactlyWhatDidNotFit) {
     QlgObject* logger = chain({{"queueSize", "4"}, {"overflowPolicy", c.policy}}, "test_recorder");
     CaptureFd err(2);
     QlgAsyncHandler_hold(async_, 1); /* a listener that takes nothing for now */
-    for (int i = 0; i < 10; i++) QlgLogger_logMin(logger, nullptr, nullptr, 0, "r%d", QLG_PARM_INT, i, 0);
+    for (int i = 0; i < 10; i++)
+      QlgLogger_logMin(logger, nullptr, nullptr, 0, "r%d", QLG_PARM_INT, i, 0);
     EXPECT_EQ(QlgAsyncHandler_droppedCount(async_), c.dropped);
     QlgAsyncHandler_hold(async_, 0);
     ardel_flush();
@@ -206,6 +209,7 @@ TEST_F(AsyncHandlerTest, ForkedChildKeepsLoggingAndParentIsUntouched) {
   QlgObject* logger = chain({}, "test_recorder");
   QlgLogger_logMin(logger, nullptr, nullptr, 0, "before", 0);
   ardel_flush();
+  usleep(100000); /* the thread back asleep: a fork must not catch it holding the lock */
   ardeltest::inChild([&] {
     QlgLogger_logMin(logger, nullptr, nullptr, 0, "child", 0);
     ardel_flush();
