@@ -1,8 +1,10 @@
 /* ardel in the side-by-side benchmark: the hardware component record into
-   qlg_filehandler (qlg_multiproc_filehandler for the shared file).  The
+   qlg_filehandler (qlg_multiproc_filehandler for the shared file; through
+   qlg_asynchandler for the asynchronous workloads).  The
    environment variable ARDEL_PATH_CHECK_INTERVAL, when set, becomes the
    handler's pathCheckInterval. */
 #include <ardel/CLogWrapper.h>
+#include <ardel/log.h>
 
 #include "peer_common.h"
 
@@ -10,7 +12,8 @@ namespace {
 
 CLogWrapper* g_w = nullptr;
 
-bool start(const std::string& dir, const char* handlerClass, const char* limits, const char* level) {
+bool start(const std::string& dir, const char* handlerClass, const char* limits, const char* level,
+           bool async = false) {
   const char* interval = std::getenv("ARDEL_PATH_CHECK_INTERVAL");
   /* One file per process: the shared-file workload starts four at once. */
   std::string props = dir + "/TyxTrace." + std::to_string(getpid()) + ".properties";
@@ -18,9 +21,12 @@ bool start(const std::string& dir, const char* handlerClass, const char* limits,
   if (!f) return false;
   std::fprintf(f,
                "hw.loggers.trcLogger.className=qlg_basiclogger\nhw.loggers.trcLogger.level=%s\n"
-               "hw.loggers.trcLogger.listenerNames=out\nout.className=%s\n"
-               "out.fileName=%s/ardel.log\n%sout.pathCheckInterval=%s\n",
-               level, handlerClass, dir.c_str(), limits, interval ? interval : "0");
+               "hw.loggers.trcLogger.listenerNames=%s\nout.className=%s\n"
+               "out.fileName=%s/ardel.log\n%sout.pathCheckInterval=%s\n"
+               "async.className=qlg_asynchandler\nasync.queueSize=%d\nasync.overflowPolicy=BLOCK\n"
+               "async.listenerNames=out\n",
+               level, async ? "async" : "out", handlerClass, dir.c_str(), limits,
+               interval ? interval : "0", peer::kAsyncQueue);
   std::fclose(f);
   initializeWrapper(props.c_str());
   g_w = getCLogHw();
@@ -33,6 +39,8 @@ bool setup(const std::string& dir, peer::Mode mode) {
     case peer::Mode::Rotating:
       return start(dir, "qlg_filehandler", "out.maxFileBytes=1048576\nout.maxFiles=3\n", "DEBUG_MIN");
     case peer::Mode::Disabled: return start(dir, "qlg_filehandler", "out.maxFiles=1\n", "DEBUG_MIN");
+    case peer::Mode::Async:
+      return start(dir, "qlg_filehandler", "out.maxFiles=1\n", "DEBUG_MIN", true);
     case peer::Mode::Shared: break;
   }
   return false;
@@ -51,5 +59,5 @@ PEER_DISABLED_LOOP(ARDEL_TRACE_MAX(g_w, "value %ld of %s", i, "name"))
 }  // namespace
 
 int main(int argc, char** argv) {
-  return peer::run(peer::Library{setup, log, disabledLoop, setupChild}, argc, argv);
+  return peer::run(peer::Library{setup, log, disabledLoop, setupChild, ardel_flush}, argc, argv);
 }

@@ -8,6 +8,11 @@
  *   peer_<lib> rotating  DIR   records per second, 1 MiB x 3 files
  *   peer_<lib> procs4    DIR   records per second, 4 processes, one file
  *   peer_<lib> memory    DIR   RSS growth in KiB over 1,000,000 records
+ *   peer_<lib> async1    DIR   asynchronous logger, 1 thread x 250,000 records:
+ *   peer_<lib> async4    DIR   4 threads x 250,000; both print three figures,
+ *                              the caller's median and 99.9th percentile ns
+ *                              per call, and records per second until every
+ *                              record is in the file
  *
  * Every record carries the same content (a time stamp with milliseconds,
  * "bench.c", "function", 42, "value <i> of name") and reaches the kernel
@@ -20,6 +25,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -36,8 +42,10 @@ const int kThreads = 4;
 const int kProcesses = 4;
 const long kRotateBytes = 1048576;
 const int kRotateFiles = 3; /* the active file and two backups */
+const long kAsyncRecords = 250000; /* per thread */
+const int kAsyncQueue = 8192;      /* records, one worker thread, callers block when full */
 
-enum class Mode { Durable, Rotating, Disabled, Shared };
+enum class Mode { Durable, Rotating, Disabled, Shared, Async };
 
 /* What each library program provides. */
 struct Library {
@@ -52,6 +60,9 @@ struct Library {
   /* Per process after fork for the shared-file workload; null when the
      library has no multi-process file. */
   bool (*setupChild)(const std::string& dir);
+  /* Async mode: returns once every record logged so far is in the file;
+     null when the library has no asynchronous logger. */
+  void (*flush)();
 };
 
 /* The loop of disabled statements.  The barrier after each statement makes
@@ -82,9 +93,48 @@ inline long rssKiB() {
   return kib;
 }
 
+inline long nowNs() {
+  timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return (long)ts.tv_sec * 1000000000L + ts.tv_nsec;
+}
+
+/* The caller's time per call, around each call, and the time until the
+   last record is in the file. */
+inline int runAsync(const Library& lib, const std::string& dir, int threads) {
+  if (!lib.flush) {
+    std::printf("n/a\n");
+    return 0;
+  }
+  if (!lib.setup(dir, Mode::Async)) return 3;
+  for (long i = 0; i < 1000; i++) lib.log(i);
+  std::vector<std::vector<long>> lat((size_t)threads, std::vector<long>((size_t)kAsyncRecords));
+  double t0 = now();
+  std::vector<std::thread> pool;
+  for (int t = 0; t < threads; t++)
+    pool.emplace_back([&lib, &lat, t] {
+      std::vector<long>& mine = lat[(size_t)t];
+      for (long i = 0; i < kAsyncRecords; i++) {
+        long s = nowNs();
+        lib.log(i);
+        mine[(size_t)i] = nowNs() - s;
+      }
+    });
+  for (auto& t : pool) t.join();
+  lib.flush();
+  double total = now() - t0;
+  std::vector<long> all;
+  for (auto& v : lat) all.insert(all.end(), v.begin(), v.end());
+  std::sort(all.begin(), all.end());
+  std::printf("%ld %ld %.0f\n", all[all.size() / 2], all[(size_t)((double)all.size() * 0.999)],
+              (double)all.size() / total);
+  return 0;
+}
+
 inline int run(const Library& lib, int argc, char** argv) {
   if (argc < 3) {
-    std::fprintf(stderr, "usage: %s disabled|durable1|durable4|rotating|procs4|memory DIR\n", argv[0]);
+    std::fprintf(stderr, "usage: %s disabled|durable1|durable4|rotating|procs4|memory|async1|async4 DIR\n",
+                 argv[0]);
     return 2;
   }
   std::string w = argv[1], dir = argv[2];
@@ -133,6 +183,8 @@ inline int run(const Library& lib, int argc, char** argv) {
     }
     if (!ok) return 4;
     std::printf("%.0f\n", (double)kDurableRecords / (now() - t0));
+  } else if (w == "async1" || w == "async4") {
+    return runAsync(lib, dir, w == "async1" ? 1 : kThreads);
   } else if (w == "memory") {
     if (!lib.setup(dir, Mode::Rotating)) return 3;
     for (long i = 0; i < 1000; i++) lib.log(i);

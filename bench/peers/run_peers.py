@@ -33,6 +33,12 @@ WORKLOADS = [
     ("procs4", "4 processes, one shared rolling file, records/s"),
     ("memory", "RSS growth over 1,000,000 records, KiB"),
 ]
+# Asynchronous loggers (ardel's qlg_asynchandler, spdlog's async logger):
+# each run prints three figures, one table row each.
+ASYNC_WORKLOADS = [("async1", "async, 1 thread x 250,000"), ("async4", "async, 4 threads x 250,000")]
+ASYNC_FIGURES = ["caller median ns (lower is better)", "caller p99.9 ns (lower is better)",
+                 "records/s until all in the file"]
+ASYNC_PROGRAMS = ("peer_ardel", "peer_spdlog")
 
 
 def run_one(build, program, workload, env_extra):
@@ -47,6 +53,8 @@ def run_one(build, program, workload, env_extra):
             return None
         if text == "n/a":
             return "n/a"
+        if workload.startswith("async"):
+            return [float(x) for x in text.split()]
         return float(text)
     except (subprocess.TimeoutExpired, ValueError):
         return None
@@ -70,7 +78,20 @@ def main():
     build, output = sys.argv[1], sys.argv[2]
     rounds = int(sys.argv[3]) if len(sys.argv) > 3 else 5
     samples = {(w, c[0]): [] for w, _ in WORKLOADS for c in COLUMNS}
+    for w, _ in ASYNC_WORKLOADS:
+        for k in range(len(ASYNC_FIGURES)):
+            for c in COLUMNS:
+                samples[("%s#%d" % (w, k), c[0])] = []
     for r in range(rounds):
+        for w, _ in ASYNC_WORKLOADS:
+            for name, program, env in COLUMNS:
+                if program not in ASYNC_PROGRAMS:
+                    continue
+                v = run_one(build, program, w, env)
+                for k in range(len(ASYNC_FIGURES)):
+                    x = v[k] if isinstance(v, list) and len(v) == len(ASYNC_FIGURES) else None
+                    samples[("%s#%d" % (w, k), name)].append(x)
+                print("round %d %-9s %-32s %s" % (r + 1, w, name, v), flush=True)
         for w, _ in WORKLOADS:
             for name, program, env in COLUMNS:
                 if w == "procs4" and program not in ("peer_ardel", "peer_baseline"):
@@ -90,7 +111,7 @@ def main():
             return None
         return statistics.median(nums)
 
-    med = {(w, c[0]): median(w, c[0]) for w, _ in WORKLOADS for c in COLUMNS}
+    med = {key: median(*key) for key in samples}
     lines = []
     lines.append("# ardel against other logging libraries")
     lines.append("")
@@ -104,6 +125,11 @@ def main():
     lines.append("|---|" + "---:|" * len(COLUMNS))
     for w, title in WORKLOADS:
         lines.append("| %s | " % title + " | ".join(fmt(med[(w, c[0])], w) for c in COLUMNS) + " |")
+    for w, title in ASYNC_WORKLOADS:
+        for k, figure in enumerate(ASYNC_FIGURES):
+            key = "%s#%d" % (w, k)
+            lines.append("| %s, %s | " % (title, figure) + " | ".join(
+                fmt(med[(key, c[0])], w) for c in COLUMNS) + " |")
     lines.append("")
 
     def ratio(a, b):
@@ -132,6 +158,12 @@ def main():
             continue
         ok = value >= need if higher else value <= need
         lines.append("| %s | %.2f | %s |" % (title, value, "yes" if ok else "no"))
+    for w in ("async1", "async4"):
+        for k, higher, what in ((0, False, "caller median"), (1, False, "caller p99.9"),
+                                (2, True, "records/s until in the file")):
+            key = "%s#%d" % (w, k)
+            goals.append(("%s: ardel / spdlog %s %s 1" % (w, what, ">=" if higher else "<="),
+                          ratio(med[(key, A)], med[(key, "spdlog")]), 1.0, higher))
     mem = med[("memory", A)]
     lines.append("| memory: ardel RSS growth over 1,000,000 records | %s KiB | %s |"
                  % (fmt(mem, "memory"), "yes" if isinstance(mem, float) and mem <= 128 else "no"))

@@ -30,6 +30,10 @@ class ARDEL_API ArdelWrapper {
      so a later getInstance builds a new handle on the same record. */
   static void cleanupInstances();
 
+  /* Waits until every record queued by an asynchronous handler before this
+     call has been handed to its listeners (ardel_flush). */
+  static void flush();
+
   /* Settles the properties path (initializeWrapper); the result is dropped. */
   static void initialize(const char* path);
 

@@ -58,6 +58,11 @@ ARDEL_API void ardel_log(ArdelLogger* logger, int level, const char* file, int l
 ARDEL_API void ardel_vlog(ArdelLogger* logger, int level, const char* file, int line,
                           const char* function, const char* format, va_list args);
 
+/* Waits until every record queued by an asynchronous handler
+   (qlg_asynchandler) before this call has been handed to its listeners.
+   Returns at once when nothing is queued.  Usable from any thread. */
+ARDEL_API void ardel_flush(void);
+
 ARDEL_END_C
 
 /* The inline threshold test: the same relaxed loads the toolkit makes before

@@ -14,6 +14,7 @@
 #include "formatters/QlgBasicFormatter.h"
 #include "formatters/QlgXmlFormatter.h"
 #include "formatters/QlgZarvoTraceFormatter.h"
+#include "handlers/QlgAsyncHandler.h"
 #include "handlers/QlgConsoleHandler.h"
 #include "handlers/QlgFFDCTriggerHandler.h"
 #include "handlers/QlgFileCopyHandler.h"
@@ -84,6 +85,9 @@ const BuiltinClass kBuiltins[] = {
     {QLG_KIND_HANDLER, "qlg_sysloghandler", 0, QlgSyslogHandler_create, QlgSyslogHandler_destroy,
      QlgSyslogHandler_propertyChanged, SLOT(QlgSyslogHandler_publish),
      SLOT(QlgSyslogHandler_open), SLOT(QlgSyslogHandler_close), nullptr},
+    {QLG_KIND_HANDLER, "qlg_asynchandler", 0, QlgAsyncHandler_create, QlgAsyncHandler_destroy,
+     QlgAsyncHandler_propertyChanged, SLOT(QlgAsyncHandler_publish), SLOT(QlgAsyncHandler_open),
+     SLOT(QlgAsyncHandler_close), nullptr},
 };
 #undef SLOT
 

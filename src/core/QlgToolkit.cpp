@@ -21,6 +21,7 @@
 #include "core/QlgObjConfig.h"
 #include "core/QlgReadProps.h"
 #include "core/QlgToolkitInt.h"
+#include "handlers/QlgAsyncHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxMutex.h"
 
@@ -162,6 +163,8 @@ int QlgToolkit_initialize(const char* propertiesPath) {
 
 void QlgToolkit_shutdown(void) {
   if (!QlgToolkit_enter()) return;
+  /* Queued records reach their files while every handler is still whole. */
+  QlgAsyncHandler_stopAll(0);
   QlgObjConfig_shutdown();
   /* Private data first, for every object, then the objects themselves.
      Destroying data or dropping a formatter link may tear other objects

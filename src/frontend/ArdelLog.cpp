@@ -14,6 +14,7 @@
 #include <ardel/QlgToolkit.h>
 
 #include "frontend/CLogWrapperInt.h"
+#include "handlers/QlgAsyncHandler.h"
 
 namespace {
 
@@ -64,6 +65,8 @@ void ardel_vlog(ArdelLogger* logger, int level, const char* file, int line, cons
     text[0] = '\0';
   logText(logger, level, file, function, static_cast<uint32_t>(line), text, 0);
 }
+
+void ardel_flush(void) { QlgAsyncHandler_flushAll(); }
 
 void ardel_log(ArdelLogger* logger, int level, const char* file, int line, const char* function,
                const char* format, ...) {

@@ -12,6 +12,7 @@
 #include <ardel/QlgToolkit.h>
 
 #include "frontend/Published.h"
+#include "handlers/QlgAsyncHandler.h"
 
 ArdelWrapper* ArdelWrapper::HardwareWrapper_ = nullptr;
 ArdelWrapper* ArdelWrapper::VpdWrapper_ = nullptr;
@@ -82,7 +83,11 @@ ArdelWrapper* ArdelWrapper::getInstance(ArdelLogType type) {
   return w;
 }
 
+void ArdelWrapper::flush() { QlgAsyncHandler_flushAll(); }
+
 void ArdelWrapper::cleanupInstances() {
+  /* Queued records first, while every handler is still whole. */
+  QlgAsyncHandler_flushAll();
   /* The historical teardown order, kept as it is. */
   static const ArdelLogType order[] = {SW, HW, XSE, COM, FS, PLUGIN, USE, NET};
   int locked = QlgToolkit_enter();

@@ -156,6 +156,18 @@ const PropertyInfo kSyslogHandler[] = {
     {"logInternalErrs", PropType::Bool, "true", "false silences the QLGSH messages", nullptr},
 };
 
+const PropertyInfo kAsyncHandler[] = {
+    {"queueSize", PropType::Int, "8192", "1 to 1048576 records, else QLGAH0180W; read when the "
+     "queue starts (first event)", nullptr},
+    {"overflowPolicy", PropType::Enum, "BLOCK",
+     "other words: QLGAH0180W, value kept; drops are counted and reported (QLGAH0181W)",
+     "BLOCK|DROP_NEW|OVERRUN_OLDEST"},
+    {"flushIntervalMs", PropType::Int, "0",
+     "0 to 60000, else QLGAH0180W; longest time records collect before delivery (0: at once)",
+     nullptr},
+    {"logInternalErrs", PropType::Bool, "true", "false silences the QLGAH messages", nullptr},
+};
+
 /* The basic formatter reads the first three; the XML formatter ignores the
    separator and reads the rest. */
 const PropertyInfo kFormatters[] = {
@@ -269,6 +281,10 @@ const ClassInfo kClasses[] = {
      "socket, UDP or TCP (octet counting) through a bounded queue and a sender thread; "
      "reconnects after the collector restarts and counts what a full queue drops.",
      kSyslogHandler, COUNT(kSyslogHandler)},
+    {"qlg_asynchandler", kHandler,
+     "Queues each event (a full copy) and returns; a background thread hands the queued "
+     "events in order to the handler's listeners; drained by ardel_flush, close and exit.",
+     kAsyncHandler, COUNT(kAsyncHandler)},
 };
 
 }  // namespace

@@ -1,0 +1,223 @@
+/*
+ * qlg_asynchandler: nothing lost and each thread's order kept under BLOCK,
+ * the overflow policies dropping and reporting exactly what did not fit,
+ * the caller's event arriving as the caller made it, the queue drained by
+ * exit(), and a forked child that keeps logging.
+ */
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <ardel/QlgLogger.h>
+#include <ardel/log.h>
+#include "handlers/QlgAsyncHandler.h"
+#include "msg/QlgParmList.h"
+#include "platform/CxSystem.h"
+#include "support/Recorder.h"
+
+namespace {
+
+using ardeltest::CaptureFd;
+using ardeltest::seen;
+using Props = std::vector<std::pair<std::string, std::string>>;
+
+const int kThreads = 4;
+const int kPerThread = 250000;
+
+/* "t%d n%d" records checked as they arrive: each thread's numbers in order. */
+int g_next[kThreads];
+long g_count, g_faults;
+void sequencePublish(QlgObject*, QlgEvent* e) {
+  const QlgParmList* p = e->message ? e->message->parms : nullptr;
+  int t = p && p->count == 2 ? p->items[0].value.i : -1;
+  if (t < 0 || t >= kThreads || p->items[1].value.i != g_next[t]) g_faults++;
+  else g_next[t]++;
+  g_count++;
+}
+
+/* What a record carried besides what the recorder keeps. */
+std::string g_threadId;
+int64_t g_time;
+void propsPublish(QlgObject*, QlgEvent* e) {
+  const char* v = QlgEvent_peekString(e, "threadId");
+  g_threadId = v ? v : "-";
+  g_time = e->time;
+}
+
+class AsyncHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+    ardeltest::registerRecorder();
+    QlgClass_registerHandler("test_async_sequence", nullptr, nullptr, nullptr,
+                             QlgObject_basePropertyChanged, sequencePublish, nullptr, nullptr);
+    QlgClass_registerHandler("test_async_props", nullptr, nullptr, nullptr,
+                             QlgObject_basePropertyChanged, propsPublish, nullptr, nullptr);
+    seen().clear();
+    memset(g_next, 0, sizeof g_next);
+    g_count = g_faults = 0;
+    static int serial = 0;
+    prefix_ = "test.async" + std::to_string(++serial) + ".";
+  }
+  /* No thread outlives a test: later tests fork. */
+  void TearDown() override {
+    QlgAsyncHandler_stopAll(1);
+    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
+  }
+  QlgObject* make(const std::string& name, const char* cls) {
+    QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
+    EXPECT_NE(obj, nullptr) << name;
+    if (obj) objects_.push_back(obj);
+    return obj;
+  }
+  /* logger -> async handler with props -> a listener of class out. */
+  QlgObject* chain(const Props& props, const char* out) {
+    QlgObject* logger = make("log", "qlg_basiclogger");
+    async_ = make("async", "qlg_asynchandler");
+    for (const auto& p : props) QlgObject_storeProperty(async_, p.first.c_str(), p.second.c_str());
+    listener_ = make("out", out);
+    QlgObject_addListener(logger, async_);
+    QlgObject_addListener(async_, listener_);
+    return logger;
+  }
+  static std::vector<std::string> texts() {
+    std::vector<std::string> t;
+    for (const auto& s : seen()) t.push_back(s.text);
+    return t;
+  }
+
+  std::string prefix_;
+  std::vector<QlgObject*> objects_;
+  QlgObject* async_ = nullptr;
+  QlgObject* listener_ = nullptr;
+};
+
+TEST_F(AsyncHandlerTest, BlockLosesNothingAndKeepsEachThreadsOrder) {
+  QlgObject* logger = chain({}, "test_async_sequence");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; t++)
+    threads.emplace_back([logger, t] {
+      for (int i = 0; i < kPerThread; i++)
+        QlgLogger_logMin(logger, __FILE__, "worker", __LINE__, "t%d n%d", QLG_PARM_INT, t,
+                         QLG_PARM_INT, i, 0);
+    });
+  for (auto& t : threads) t.join();
+  ardel_flush();
+  EXPECT_EQ(g_count, (long)kThreads * kPerThread);
+  EXPECT_EQ(g_faults, 0);
+  for (int t = 0; t < kThreads; t++) EXPECT_EQ(g_next[t], kPerThread) << "thread " << t;
+  EXPECT_EQ(QlgAsyncHandler_droppedCount(async_), 0u);
+}
+
+TEST_F(AsyncHandlerTest, FullQueueKeepsDropsAndReportsExactlyWhatDidNotFit) {
+  struct Case {
+    const char* policy;
+    std::vector<std::string> delivered;
+    uint64_t dropped;
+  } cases[] = {
+      {"BLOCK", {"r0", "r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8", "r9"}, 0},
+      {"DROP_NEW", {"r0", "r1", "r2", "r3"}, 6},
+      {"OVERRUN_OLDEST", {"r6", "r7", "r8", "r9"}, 6},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.policy);
+    seen().clear();
+    prefix_ += "x";
+    QlgObject* logger = chain({{"queueSize", "4"}, {"overflowPolicy", c.policy}}, "test_recorder");
+    CaptureFd err(2);
+    QlgAsyncHandler_hold(async_, 1); /* a listener that takes nothing for now */
+    for (int i = 0; i < 10; i++)
+      QlgLogger_logMin(logger, nullptr, nullptr, 0, "r%d", QLG_PARM_INT, i, 0);
+    EXPECT_EQ(QlgAsyncHandler_droppedCount(async_), c.dropped);
+    QlgAsyncHandler_hold(async_, 0);
+    ardel_flush();
+    std::vector<std::string> got = texts();
+    std::string stderrText = err.text();
+    if (c.dropped) {
+      ASSERT_EQ(got.size(), c.delivered.size() + 1);
+      EXPECT_NE(got.back().find("QLGAH0181W"), std::string::npos) << got.back();
+      EXPECT_NE(got.back().find("dropped 6 records since"), std::string::npos) << got.back();
+      got.pop_back();
+    }
+    EXPECT_EQ(got, c.delivered);
+    size_t first = stderrText.find("QLGAH0181W");
+    EXPECT_EQ(first == std::string::npos, c.dropped == 0) << stderrText;
+    if (first != std::string::npos) {
+      EXPECT_EQ(stderrText.find("QLGAH0181W", first + 1), std::string::npos);
+    }
+  }
+}
+
+TEST_F(AsyncHandlerTest, RecordCarriesTheCallersTextLocationTimeAndProperties) {
+  QlgObject* logger = chain({}, "test_recorder");
+  QlgObject_addListener(listener_, make("props", "test_async_props"));
+  QlgAsyncHandler_hold(async_, 1);
+  char name[16];
+  strcpy(name, "disk0");
+  int64_t before = CxSystem_currentTimeMillis();
+  QlgLogger_logMin(logger, "scan.c", "probe", 42, "found %s", QLG_PARM_STRING, name, QLG_PROPERTY,
+                   "threadId", QLG_PARM_LONG, 4711L, 0);
+  int64_t after = CxSystem_currentTimeMillis();
+  strcpy(name, "XXXXX"); /* the caller's buffer is reused before delivery */
+  usleep(20000);
+  QlgAsyncHandler_hold(async_, 0);
+  ardel_flush();
+  ASSERT_EQ(seen().size(), 1u);
+  EXPECT_EQ(seen()[0].text, "found disk0");
+  EXPECT_EQ(seen()[0].level, QLG_LEVEL_DEBUG_MIN);
+  EXPECT_EQ(seen()[0].file + ":" + seen()[0].function + ":" + seen()[0].line, "scan.c:probe:42");
+  EXPECT_EQ(g_threadId, "4711");
+  EXPECT_GE(g_time, before);
+  EXPECT_LE(g_time, after);
+}
+
+TEST_F(AsyncHandlerTest, BadPropertyValuesAreReportedAndIgnored) {
+  const Props bad = {{"queueSize", "0"}, {"queueSize", "12x"}, {"overflowPolicy", "LATER"},
+                     {"flushIntervalMs", "-1"}, {"logInternalErrs", "maybe"}};
+  for (const auto& p : bad) {
+    CaptureFd err(2);
+    prefix_ += "b";
+    chain({p}, "test_recorder");
+    std::string text = err.text();
+    EXPECT_NE(text.find("QLGAH0180W Property '" + p.first + "'"), std::string::npos) << text;
+    EXPECT_NE(text.find("'" + p.second + "'"), std::string::npos) << text;
+  }
+}
+
+TEST_F(AsyncHandlerTest, ExitDrainsTheQueueIntoTheFile) {
+  ardeltest::TempDir dir;
+  ardeltest::inChild([&] {
+    QlgObject* logger = chain({{"queueSize", "64"}}, "qlg_filehandler");
+    QlgObject_storeProperty(listener_, "fileName", dir.file("exit.log").c_str());
+    for (int i = 0; i < 1000; i++)
+      QlgLogger_logMin(logger, nullptr, nullptr, 0, "exit record %d", QLG_PARM_INT, i, 0);
+    exit(0); /* as a return from main */
+  });
+  std::string text = ardeltest::readFile(dir.file("exit.log"));
+  size_t lines = 0;
+  for (size_t at = 0; (at = text.find("exit record ", at)) != std::string::npos; at++) lines++;
+  EXPECT_EQ(lines, 1000u);
+  EXPECT_NE(text.find("exit record 999"), std::string::npos);
+}
+
+TEST_F(AsyncHandlerTest, ForkedChildKeepsLoggingAndParentIsUntouched) {
+  QlgObject* logger = chain({}, "test_recorder");
+  QlgLogger_logMin(logger, nullptr, nullptr, 0, "before", 0);
+  ardel_flush();
+  usleep(100000); /* the thread back asleep: a fork must not catch it holding the lock */
+  ardeltest::inChild([&] {
+    QlgLogger_logMin(logger, nullptr, nullptr, 0, "child", 0);
+    ardel_flush();
+    EXPECT_EQ(texts(), (std::vector<std::string>{"before", "child"}));
+  });
+  QlgLogger_logMin(logger, nullptr, nullptr, 0, "after", 0);
+  ardel_flush();
+  EXPECT_EQ(texts(), (std::vector<std::string>{"before", "after"}));
+}
+
+}  // namespace
