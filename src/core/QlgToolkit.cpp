@@ -24,6 +24,7 @@
 #include "handlers/QlgAsyncHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxMutex.h"
+#include "platform/CxProcess.h"
 
 namespace {
 
@@ -96,6 +97,30 @@ static std::atomic<int> g_waiting{0};
 
 int QlgToolkit_contended(void) { return g_waiting.load(std::memory_order_relaxed) > 0; }
 
+/* Holds of the toolkit lock by this thread. */
+static thread_local int t_holds __attribute__((tls_model("initial-exec"))) = 0;
+
+/* A fork while another thread (a background writer, say) holds the lock
+   would leave the child's copy held by a thread it does not have.  The
+   forking thread takes the lock around the fork, so the parent comes out
+   as it went in; the child cannot release a recursive mutex that names its
+   parent's thread as owner, so it gets a fresh lock, held as often as the
+   forking thread held the old one (the old one is left, as locks are). */
+static void lockBeforeFork(void) {
+  CxMutex* lock = g_lock.load(std::memory_order_acquire);
+  if (lock) CxMutex_lock(lock);
+}
+static void unlockInParent(void) {
+  CxMutex* lock = g_lock.load(std::memory_order_acquire);
+  if (lock) CxMutex_unlock(lock);
+}
+static void freshLockInChild(void) {
+  CxMutex* fresh = nullptr;
+  if (!CxStatus_isOk(CxMutex_create(&fresh))) return;
+  for (int i = 0; i < t_holds; i++) CxMutex_lock(fresh);
+  g_lock.store(fresh, std::memory_order_release);
+}
+
 int QlgToolkit_enter(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
   if (!lock) {
@@ -107,6 +132,7 @@ int QlgToolkit_enter(void) {
     }
     if (g_lock.compare_exchange_strong(lock, fresh, std::memory_order_acq_rel)) {
       lock = fresh;
+      QlgMisc_reportStatus(CxProcess_atFork(lockBeforeFork, unlockInParent, freshLockInChild));
     } else {
       CxMutex_close(&fresh);
     }
@@ -118,12 +144,16 @@ int QlgToolkit_enter(void) {
     QlgMisc_reportStatus(st);
     return 0;
   }
+  t_holds++;
   return 1;
 }
 
 void QlgToolkit_leave(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
-  if (lock) reportLockFailure(CxMutex_unlock(lock));
+  if (!lock) return;
+  CxStatus st = CxMutex_unlock(lock);
+  if (CxStatus_isOk(st) && t_holds > 0) t_holds--;
+  reportLockFailure(st);
 }
 
 QlgObject* QlgToolkit_getErrorLogger(void) { return g_initialised ? g_errorLogger : nullptr; }

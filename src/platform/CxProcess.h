@@ -62,6 +62,10 @@ CxStatus CxProcess_getcwd(char* buf);
 /* The running program's short name (its file name without directories),
    cut to size - 1 bytes; "" when the platform cannot tell. */
 void CxProcess_getProgramName(char* buf, size_t size);
+/* Handlers run around fork() in the calling process: prepare before, parent
+   and child after, in the respective process.  Where processes are not
+   forked (Windows) nothing is registered and the call succeeds. */
+CxStatus CxProcess_atFork(void (*prepare)(void), void (*parent)(void), void (*child)(void));
 
 ARDEL_END_C
 

@@ -157,3 +157,8 @@ void CxProcess_getProgramName(char* buf, size_t size) {
 }
 
 }  // extern "C"
+
+CxStatus CxProcess_atFork(void (*prepare)(void), void (*parent)(void), void (*child)(void)) {
+  int rc = pthread_atfork(prepare, parent, child);
+  return rc == 0 ? CxStatus_ok() : CxStatus_make('p', rc);
+}
