@@ -5,6 +5,8 @@
 #include "platform/CxSystem.h"
 #include "platform/win32/CxWin32.h"
 #include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 namespace {
@@ -53,6 +55,34 @@ int64_t CxSystem_steadyMillis(void) { return (int64_t)GetTickCount64(); }
 
 void CxSystem_sleepMillis(int32_t ms) {
   if (ms > 0) Sleep((DWORD)ms);
+}
+
+/* The runtime's getenv ignores case, as Windows names do. */
+int CxSystem_suiteIniPath(char* out, size_t size) {
+  if (!out || size == 0) return 0;
+  out[0] = '\0';
+  const char* root = getenv("systemroot");
+  if (!root) return 0;
+  int n = snprintf(out, size, "%s\\tyx\\tyx.ini", root);
+  if (n < 0 || (size_t)n >= size) {
+    out[0] = '\0';
+    return 0;
+  }
+  return 1;
+}
+
+int CxSystem_userHome(char* out, size_t size) {
+  if (!out || size == 0) return 0;
+  out[0] = '\0';
+  const char* drive = getenv("HOMEDRIVE");
+  const char* path = getenv("HOMEPATH");
+  if (!drive || !path) return 0;
+  int n = snprintf(out, size, "%s%s", drive, path);
+  if (n < 0 || (size_t)n >= size) {
+    out[0] = '\0';
+    return 0;
+  }
+  return 1;
 }
 
 }  // extern "C"
