@@ -1,8 +1,9 @@
 /*
  * The Windows build's test helpers, with the interface of the POSIX ones:
  * Windows has no fork, so a body that needs a fresh process runs in a new
- * start of this test program, limited to the current test and marked by
- * the environment variable ARDEL_TEST_CHILD; there the body runs in place.
+ * start of this test program, limited to the current test; the environment
+ * variable ARDEL_TEST_CHILD tells that run which of the test's inChild
+ * bodies (counted from 1) it runs in place; the others it passes over.
  */
 #ifndef ARDEL_TESTS_SUPPORT_H
 #define ARDEL_TESTS_SUPPORT_H
@@ -25,15 +26,28 @@
 
 namespace ardeltest {
 
-inline bool isChildRun() {
+/* The body number this run is for, 0 in the parent run. */
+inline int childBody() {
   const char* v = std::getenv("ARDEL_TEST_CHILD");
-  return v && *v == '1';
+  return v ? std::atoi(v) : 0;
+}
+
+/* Number of the current inChild call within the running test. */
+inline int nextBodyNumber() {
+  static const ::testing::TestInfo* test = nullptr;
+  static int count = 0;
+  const ::testing::TestInfo* now = ::testing::UnitTest::GetInstance()->current_test_info();
+  if (now != test) {
+    test = now;
+    count = 0;
+  }
+  return ++count;
 }
 
 /* Starts this program again for the current test only, through the
    platform layer's process start; returns the child's exit code (-1 when
    it could not be started or waited for). */
-inline int runThisTestInChild() {
+inline int runThisTestInChild(int body) {
   char self[MAX_PATH + 1];
   DWORD n = GetModuleFileNameA(nullptr, self, sizeof self);
   if (n == 0 || n >= sizeof self) return -1;
@@ -42,7 +56,7 @@ inline int runThisTestInChild() {
   std::string filter = std::string("--gtest_filter=") + t->test_suite_name() + "." + t->name();
   std::string brief = "--gtest_brief=1";
   char* args[] = {&filter[0], &brief[0], nullptr};
-  _putenv("ARDEL_TEST_CHILD=1");
+  _putenv_s("ARDEL_TEST_CHILD", std::to_string(body).c_str());
   CxProcess child{};
   CxStatus s = CxProcess_start(&child, self, args);
   _putenv("ARDEL_TEST_CHILD=");
@@ -57,11 +71,13 @@ inline int runThisTestInChild() {
 inline void inChild(const std::function<void()>& body) {
   std::fflush(stdout);
   std::fflush(stderr);
-  if (isChildRun()) {
-    body();
+  int number = nextBodyNumber();
+  int wanted = childBody();
+  if (wanted != 0) {
+    if (wanted == number) body();
     return;
   }
-  EXPECT_EQ(runThisTestInChild(), 0) << "the child process reported failures (see above)";
+  EXPECT_EQ(runThisTestInChild(number), 0) << "the child process reported failures (see above)";
 }
 
 inline std::string readFile(const std::string& path) {
