@@ -6,7 +6,9 @@
 #ifndef ARDEL_EXPORT_H
 #define ARDEL_EXPORT_H
 
-#if defined(_WIN32)
+#if defined(_WIN32) && defined(ARDEL_STATIC_LINK)
+#  define ARDEL_API
+#elif defined(_WIN32)
 #  if defined(ARDEL_BUILDING)
 #    define ARDEL_API __declspec(dllexport)
 #  else

@@ -17,6 +17,7 @@
 #include "frontend/CLogWrapperInt.h"
 #include "platform/CxFile.h"
 #include "platform/CxFilePath.h"
+#include "platform/CxSystem.h"
 
 namespace {
 
@@ -38,23 +39,12 @@ void appendPath(char* buf, const char* text) {
   buf[used + n] = '\0';
 }
 
-/* The ini file's place: $systemroot/tyx/tyx.ini, the usual spelling of the
-   variable too, else the system-wide default. */
-void iniPath(char* out, size_t size) {
-  const char* root = getenv("systemroot");
-  if (!root) root = getenv("SystemRoot");
-  if (root)
-    snprintf(out, size, "%s/tyx/tyx.ini", root);
-  else
-    snprintf(out, size, "/etc/tyx/tyx.ini");
-}
-
 /* Copies into home the value of the first line whose trimmed key is exactly
    TYX_HomeDirectory; leaves home empty when there is none. */
 void readIniHome(char* home) {
   char path[CLOGWRAPPER_PATH_SIZE];
-  iniPath(path, sizeof path);
   home[0] = '\0';
+  if (!CxSystem_suiteIniPath(path, sizeof path)) return;
   FILE* ini = fopen(path, "r");
   if (!ini) return;
   /* Each read takes at most 1,023 characters: a longer line comes in pieces. */
@@ -73,9 +63,6 @@ void readIniHome(char* home) {
   }
   fclose(ini);
 }
-
-/* The home for a trace file that cannot be written where it is named. */
-const char* homeDirectory(void) { return getenv("HOME"); }
 
 /* A probe of the trace file: can it be opened for appending?  A file the
    probe creates is deleted again, so a writable new file leaves nothing
@@ -128,8 +115,9 @@ void checkFileName(QlgObjConfig* cfg, const char* fileName) {
   CxFilePath dirPath;
   if (!CxFilePath_set(&dirPath, dir) || CxFile_exists(&dirPath) != 0) return;
   if (canAppend(fileName)) return;
-  const char* home = homeDirectory();
-  if (!home) return;
+  /* The home for a trace file that cannot be written where it is named. */
+  char home[CLOGWRAPPER_PATH_SIZE];
+  if (!CxSystem_userHome(home, sizeof home)) return;
   char moved[CLOGWRAPPER_PATH_SIZE];
   if ((size_t)snprintf(moved, sizeof moved, "%s%s", home, base) >= sizeof moved) return;
   QlgObject_setProperty(cfg, "fileName", moved);

@@ -28,6 +28,15 @@ int64_t CxSystem_currentTimeMillis(void);
 /* A steady clock in milliseconds for intervals, cheap enough to read on
    every record (its resolution may be a few milliseconds). */
 int64_t CxSystem_steadyMillis(void);
+/* The suite's ini file: $systemroot/tyx/tyx.ini (also SystemRoot), else
+   /etc/tyx/tyx.ini; on Windows %systemroot%\tyx\tyx.ini, and no ini file
+   when systemroot is unset.  1 when out holds a path, 0 when there is none
+   or it does not fit. */
+int CxSystem_suiteIniPath(char* out, size_t size);
+/* The user's home directory, where a trace file that cannot be written is
+   moved: HOME, on Windows HOMEDRIVE followed by HOMEPATH.  1 when known,
+   0 when unset or it does not fit. */
+int CxSystem_userHome(char* out, size_t size);
 /* Suspends the calling thread for ms milliseconds (nothing for ms <= 0). */
 void CxSystem_sleepMillis(int32_t ms);
 

@@ -5,6 +5,8 @@
 #include "platform/CxSystem.h"
 
 #include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <netdb.h>
 #include <string.h>
 #include <time.h>
@@ -73,6 +75,31 @@ void CxSystem_sleepMillis(int32_t ms) {
   left.tv_nsec = (long)(ms % 1000) * 1000000L;
   while (nanosleep(&left, &left) != 0 && errno == EINTR) {
   }
+}
+
+int CxSystem_suiteIniPath(char* out, size_t size) {
+  if (!out || size == 0) return 0;
+  const char* root = getenv("systemroot");
+  if (!root) root = getenv("SystemRoot");
+  int n = root ? snprintf(out, size, "%s/tyx/tyx.ini", root) : snprintf(out, size, "/etc/tyx/tyx.ini");
+  if (n < 0 || (size_t)n >= size) {
+    out[0] = '\0';
+    return 0;
+  }
+  return 1;
+}
+
+int CxSystem_userHome(char* out, size_t size) {
+  if (!out || size == 0) return 0;
+  out[0] = '\0';
+  const char* home = getenv("HOME");
+  if (!home) return 0;
+  int n = snprintf(out, size, "%s", home);
+  if (n < 0 || (size_t)n >= size) {
+    out[0] = '\0';
+    return 0;
+  }
+  return 1;
 }
 
 }  // extern "C"
