@@ -210,30 +210,6 @@ TEST_F(ReadPropsTest, EntriesAndLineEndsSplitAcrossReadChunksReadAsOne) {
   EXPECT_EQ(lookup("a", "long", &found), std::string(6000, 'v'));
 }
 
-TEST_F(ReadPropsTest, TheUnicodeAccumulatorWrapsAtThirtyTwoBitsInsteadOfOverflowing) {
-  // 32768 escapes of FFFF bring the never-reset accumulator to 7FFF8000;
-  // 8001 more passes the largest 32-bit value.  The sum wraps to 80000001,
-  // a negative code point, which is written as its low byte; the next
-  // escape of 1 then gives 02.
-  std::string content = "a.b=";
-  for (int i = 0; i < 32768; ++i) content += "\\uFFFF";
-  content += "\\u8001\na.c=\\u0001\n";
-  QlgProps* target = QlgProps_create();
-  ASSERT_TRUE(QlgReadProps_read(dir_.write("p", content).c_str(), target));
-  int found = 0;
-  char* b = QlgProps_getString(target, "a.b", &found);
-  char* c = QlgProps_getString(target, "a.c", &found);
-  ASSERT_NE(b, nullptr);
-  ASSERT_NE(c, nullptr);
-  std::string bs(b);
-  ASSERT_FALSE(bs.empty());
-  EXPECT_EQ(bs.back(), '\x01');
-  EXPECT_STREQ(c, "\x02");
-  QlgMem_free(b);
-  QlgMem_free(c);
-  QlgProps_destroy(target);
-}
-
 TEST_F(ReadPropsTest, AMissingFileOrNullPathFailsTheRead) {
   EXPECT_EQ(QlgReadProps_read(dir_.file("absent.properties").c_str(), nullptr), 0);
   EXPECT_EQ(QlgReadProps_read(nullptr, nullptr), 0);

@@ -49,6 +49,8 @@ TEST(QlgPDLogger, StampsIdentityProcessAndThreadAndCachesTheMessageId) {
     const std::string props = "organization=;product=tk;server=" + std::string(host) + ";serverFormat=IP;" +
                               processAndThread();
     EXPECT_EQ(g_stamped, (std::vector<std::string>{props + "id=QLGBC0020E", props + "id="}));
+    pd->cls->slots.logger.log(pd, nullptr);  // a null event reaches no listener
+    EXPECT_EQ(g_stamped.size(), 2u);
     QlgObject* shared = QlgObject_find("ardel.pdMsgIdFormatter");
     ASSERT_NE(shared, nullptr);
     EXPECT_STREQ(shared->cls->name, "qlg_xmlformatter");

@@ -43,13 +43,15 @@ std::string iniRoot(const TempDir& dir, const std::string& ini) {
   return root;
 }
 
-// initializeWrapper(NULL) with TYX_TEST unset and the ini under a root of
-// this test's own; the settled path.
-std::string pathFromIni(const std::string& ini) {
+// initializeWrapper(NULL) under a root of this test's own holding ini (none
+// when null), with TYX_TEST and the root's two spellings as given; the
+// settled path.
+std::string pathFromIni(const char* ini, const char* tyxTest = nullptr, bool upperRoot = false) {
   TempDir dir;
-  std::string root = iniRoot(dir, ini);
-  EnvVar test("TYX_TEST", nullptr);
-  EnvVar sysroot("systemroot", root.c_str());
+  std::string root = ini ? iniRoot(dir, ini) : dir.path();
+  EnvVar test("TYX_TEST", tyxTest);
+  EnvVar lower("systemroot", upperRoot ? nullptr : root.c_str());
+  EnvVar upper("SystemRoot", upperRoot ? root.c_str() : nullptr);
   int len = initializeWrapper(nullptr);
   std::string path = CLogWrapper_configPath();
   EXPECT_EQ(len, static_cast<int>(path.size()));
@@ -71,17 +73,17 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &st) == 0;
 }
 
-// Fills the hw record with a properties file that names traceFile as the
-// trace file; home becomes HOME.  Returns the file name afterwards.
-std::string checkedName(const TempDir& dir, const std::string& traceFile, const std::string& home) {
-  EnvVar homeVar("HOME", home.c_str());
+// Fills the hw record with a properties file that names traceFile (none
+// when empty) as the trace file; home becomes HOME (unset when null).
+// Returns the file name afterwards.
+std::string checkedName(const TempDir& dir, const std::string& traceFile, const char* home) {
+  EnvVar homeVar("HOME", home);
   std::string escaped; /* a properties value writes a backslash as two */
   for (char c : traceFile) escaped += c == '\\' ? std::string("\\\\") : std::string(1, c);
   std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\n"
-                      "hw.loggers.trcLogger.level=DEBUG_MIN\n"
-                      "handlers.traceFile.fileName=" + escaped + "\n";
-  std::string path = dir.write("TyxTrace.properties", props);
-  initializeWrapper(path.c_str());
+                      "hw.loggers.trcLogger.level=DEBUG_MIN\n";
+  if (!traceFile.empty()) props += "handlers.traceFile.fileName=" + escaped + "\n";
+  initializeWrapper(dir.write("TyxTrace.properties", props).c_str());
   CLogWrapper* w = getCLogHw();
   EXPECT_EQ(w->active, 1);
   return traceFileName();
@@ -100,44 +102,22 @@ TEST(InitializeWrapper, GivenPathIsKeptWithSlashesNothingAppendedAndCutAt1024Byt
   }
 }
 
-TEST(InitializeWrapper, TyxTestHomeWinsOverTheIni) {
-  TempDir dir;
-  std::string root = iniRoot(dir, "TYX_HomeDirectory=/from/ini\n");
-  EnvVar sysroot("systemroot", root.c_str());
-  EnvVar test("TYX_TEST", "D:\\t");
-  EXPECT_EQ(initializeWrapper(nullptr), 31);
-  EXPECT_STREQ(CLogWrapper_configPath(), "D:/t/config/TyxTrace.properties");
-}
-
 // The key is matched case-sensitively after trimming, the line split at
-// its first equals sign, and only the first matching line counts.
-TEST(InitializeWrapper, IniLinesGiveTheHomeByTheirFirstTrimmedCaseSensitiveMatch) {
-  struct { const char *ini, *path; } cases[] = {
-      {"[tyx]\n  TYX_HomeDirectory =  E:\\home  \r\n", "E:/home/config/TyxTrace.properties"},
-      {"tyx_homedirectory=E:\\home\n", "/config/TyxTrace.properties"},
-      {"no equals here\nOther=1\nTYX_HomeDirectory=/first\nTYX_HomeDirectory=/second\n",
+// its first equals sign, and only the first matching line counts; TYX_TEST
+// wins over the ini, and SystemRoot serves when systemroot is unset.
+TEST(InitializeWrapper, TheHomeComesFromTyxTestOrTheFirstTrimmedCaseSensitiveIniLine) {
+  struct { const char *ini, *tyxTest; bool upperRoot; const char* path; } cases[] = {
+      {"[tyx]\n  TYX_HomeDirectory =  E:\\home  \r\n", nullptr, false, "E:/home/config/TyxTrace.properties"},
+      {"tyx_homedirectory=E:\\home\n", nullptr, false, "/config/TyxTrace.properties"},
+      {"no equals here\nOther=1\nTYX_HomeDirectory=/first\nTYX_HomeDirectory=/second\n", nullptr, false,
        "/first/config/TyxTrace.properties"},
-      {"TYX_HomeDirectory=/a=b\n", "/a=b/config/TyxTrace.properties"},
-      {"TYX_Other=/x\n\n", "/config/TyxTrace.properties"}};
-  for (const auto& c : cases) EXPECT_EQ(pathFromIni(c.ini), c.path) << c.ini;
-}
-
-TEST(InitializeWrapper, MissingIniGivesTheDefaultPathOf27) {
-  TempDir dir;
-  EnvVar test("TYX_TEST", nullptr);
-  EnvVar sysroot("systemroot", dir.path().c_str());
-  EXPECT_EQ(initializeWrapper(nullptr), 27);
-  EXPECT_STREQ(CLogWrapper_configPath(), "/config/TyxTrace.properties");
-}
-
-TEST(InitializeWrapper, SystemRootSpellingIsUsedWhenTheLowerCaseIsUnset) {
-  TempDir dir;
-  std::string root = iniRoot(dir, "TYX_HomeDirectory=/upper\n");
-  EnvVar test("TYX_TEST", nullptr);
-  EnvVar lower("systemroot", nullptr);
-  EnvVar upper("SystemRoot", root.c_str());
-  initializeWrapper(nullptr);
-  EXPECT_STREQ(CLogWrapper_configPath(), "/upper/config/TyxTrace.properties");
+      {"TYX_HomeDirectory=/a=b\n", nullptr, false, "/a=b/config/TyxTrace.properties"},
+      {"TYX_Other=/x\n\n", nullptr, false, "/config/TyxTrace.properties"},
+      {nullptr, nullptr, false, "/config/TyxTrace.properties"},
+      {"TYX_HomeDirectory=/from/ini\n", "D:\\t", false, "D:/t/config/TyxTrace.properties"},
+      {"TYX_HomeDirectory=/upper\n", nullptr, true, "/upper/config/TyxTrace.properties"}};
+  for (const auto& c : cases)
+    EXPECT_EQ(pathFromIni(c.ini, c.tyxTest, c.upperRoot), c.path) << (c.ini ? c.ini : "no ini");
 }
 
 TEST(Trim, LeadingAndTrailingWhiteSpaceGoes) {
@@ -157,53 +137,32 @@ TEST(Trim, LeadingAndTrailingWhiteSpaceGoes) {
 // (a directory stands there, which stops root too) moves to the home
 // directory under its base name, a backslash also separating it: POSIX
 // takes it as a plain character, so "sub\t.log" is a directory of its own.
+// Without a home the name stays; without a name nothing is checked.
 TEST(TraceFileCheck, WritableNamesAreKeptAndUnwritableOnesMoveHomeUnderTheirBaseName) {
-  struct { const char *name, *content, *makeFirst; bool block; const char* movedTo; } cases[] = {
-      {"new.log", nullptr, nullptr, false, nullptr},
-      {"old.log", "earlier lines\n", nullptr, false, nullptr},
-      {"absent/trace.log", nullptr, nullptr, false, nullptr},
-      {"trace.log", nullptr, nullptr, true, "/trace.log"},
-      {"sub\\t.log", nullptr, "sub", true, "\\t.log"}};
+  struct { const char *name, *content, *makeFirst; bool block, hasHome; const char* movedTo; } cases[] = {
+      {"new.log", nullptr, nullptr, false, true, nullptr},
+      {"old.log", "earlier lines\n", nullptr, false, true, nullptr},
+      {"absent/trace.log", nullptr, nullptr, false, true, nullptr},
+      {"trace.log", nullptr, nullptr, true, true, "/trace.log"},
+      {"sub\\t.log", nullptr, "sub", true, true, "\\t.log"},
+      {"trace.log", nullptr, nullptr, true, false, nullptr},
+      {"", nullptr, nullptr, false, true, nullptr}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     inChild([&] {
       TempDir dir, home;
-      std::string target = dir.file(c.name);
+      std::string target = *c.name ? dir.file(c.name) : "";
       if (c.content) writeFile(target, c.content);
       if (c.makeFirst) { ASSERT_EQ(mkdir(dir.file(c.makeFirst).c_str(), 0700), 0); }
       if (c.block) { ASSERT_EQ(mkdir(target.c_str(), 0700), 0); }
-      EXPECT_EQ(checkedName(dir, target, home.path()), c.movedTo ? home.path() + c.movedTo : target);
+      std::string expected = !*c.name ? "<none>" : c.movedTo ? home.path() + c.movedTo : target;
+      EXPECT_EQ(checkedName(dir, target, c.hasHome ? home.path().c_str() : nullptr), expected);
       if (c.content) {
         EXPECT_EQ(readFile(target), c.content);
-      } else if (!c.block) {
+      } else if (!c.block && *c.name) {
         EXPECT_FALSE(exists(target));
         EXPECT_FALSE(exists(dir.file("absent")));
       }
     });
   }
-}
-
-TEST(TraceFileCheck, UnwritableFileWithoutHomeKeepsItsName) {
-  inChild([] {
-    TempDir dir;
-    std::string target = dir.file("trace.log");
-    ASSERT_EQ(mkdir(target.c_str(), 0700), 0);
-    EnvVar noHome("HOME", nullptr);
-    std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\n"
-                        "handlers.traceFile.fileName=" + target + "\n";
-    initializeWrapper(dir.write("TyxTrace.properties", props).c_str());
-    getCLogHw();
-    EXPECT_EQ(traceFileName(), target);
-  });
-}
-
-TEST(TraceFileCheck, NoTraceFileNameSkipsTheCheck) {
-  inChild([] {
-    TempDir dir, home;
-    EnvVar homeVar("HOME", home.path().c_str());
-    initializeWrapper(dir.write("TyxTrace.properties",
-                                "hw.loggers.trcLogger.className=qlg_basiclogger\n").c_str());
-    EXPECT_EQ(getCLogHw()->active, 1);
-    EXPECT_EQ(traceFileName(), "<none>");
-  });
 }
