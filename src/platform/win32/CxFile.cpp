@@ -281,4 +281,54 @@ CxStatus CxFile_openIn(int* fd, const char* dir, const char* name, int flags, in
   return CxStatus_ok();
 }
 
+/* Windows has no FIFOs at file paths, but a reparse point (symbolic link or
+   junction) may lead anywhere: refused, as a planted link is on POSIX.  A
+   handle that is neither a disk file nor a character device is refused. */
+CxStatus CxFile_openShared(int* fd, const char* path, int flags, int mode) {
+  if (!fd) return invalid();
+  *fd = -1;
+  char p[CX_PATH_MAX + 8];
+  if (isEmpty(path) || !cxwin::anchorPath(path, p, sizeof p)) return invalid();
+  DWORD a = GetFileAttributesA(p);
+  if (a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_REPARSE_POINT)) return CxStatus_make('p', 40);
+  CxStatus st = CxFile_openMode(fd, path, flags, mode);
+  if (!CxStatus_isOk(st)) return st;
+  DWORD type = GetFileType((HANDLE)_get_osfhandle(*fd));
+  if (type != FILE_TYPE_DISK && type != FILE_TYPE_CHAR) {
+    CxFile_close(fd);
+    return CxStatus_make('p', ENXIO);
+  }
+  return CxStatus_ok();
+}
+
+static CxStatus idOfHandle(HANDLE h, CxFileId* out) {
+  BY_HANDLE_FILE_INFORMATION info;
+  if (!GetFileInformationByHandle(h, &info)) return cxwin::lastError();
+  out->device = info.dwVolumeSerialNumber;
+  out->inode = ((uint64_t)info.nFileIndexHigh << 32) | info.nFileIndexLow;
+  return CxStatus_ok();
+}
+
+CxStatus CxFile_id(int fd, CxFileId* out) {
+  if (!out || fd < 0) return invalid();
+  intptr_t h = _get_osfhandle(fd);
+  if (h == -1) return CxStatus_make('p', EBADF);
+  return idOfHandle((HANDLE)h, out);
+}
+
+CxStatus CxFile_pathId(const char* path, CxFileId* out) {
+  char p[CX_PATH_MAX + 8];
+  if (!out || isEmpty(path) || !cxwin::anchorPath(path, p, sizeof p)) return invalid();
+  HANDLE h = CreateFileA(p, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                         FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (h == INVALID_HANDLE_VALUE) {
+    DWORD e = GetLastError();
+    if (e == ERROR_FILE_NOT_FOUND || e == ERROR_PATH_NOT_FOUND) return CxStatus_make('p', ENOENT);
+    return cxwin::lastError();
+  }
+  CxStatus st = idOfHandle(h, out);
+  CloseHandle(h);
+  return st;
+}
+
 }  // extern "C"

@@ -134,4 +134,7 @@ void CxProcess_getProgramName(char* buf, size_t size) {
   snprintf(buf, size, "%s", base);
 }
 
+/* Windows starts processes afresh; nothing is ever forked. */
+CxStatus CxProcess_atFork(void (*)(void), void (*)(void), void (*)(void)) { return CxStatus_ok(); }
+
 }  // extern "C"
