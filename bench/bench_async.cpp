@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * What the asynchronous handler buys the caller: the hardware component
  * record writing into qlg_filehandler, once directly and once through

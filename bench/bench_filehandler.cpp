@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Records per second into log files, each beside a baseline that formats
  * the same line with snprintf and writes it with one write(2) per record

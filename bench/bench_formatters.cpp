@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Cost of formatting one event, side by side for the basic, XML and trace
  * formatters: the same trace event with a source location and two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Cost of the front end's trace statements: a suppressed traceMAX through
  * the exported function and through the ARDEL_TRACE_MAX macro (which tests

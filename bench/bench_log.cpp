@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Cost of the general statements of <ardel/log.h>: a suppressed ARDEL_DEBUG_MAX
  * (inline threshold test; must not evaluate its arguments) and an enabled

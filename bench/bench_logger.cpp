@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Cost of the logger entry points: a call suppressed by the threshold (no
  * lock, no call beyond the threshold test) and an enabled call with two

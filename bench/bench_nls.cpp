@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * National-language costs: rendering a toolkit message from the French
  * catalog (cached after the first use) against the built-in English text

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The positional printf engine against the C library on five typical
  * message formats.  QlgPrintf_formatParms returns a new heap string, so the

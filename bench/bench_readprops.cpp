@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Cost of start-up configuration: reading a properties file into the
  * configuration store, and reading a property through the inheritance chain.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Toolkit start-up against the size of its properties file: reading every
  * entry into the configuration store and creating the default objects,

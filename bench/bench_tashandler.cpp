@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Records per second into the application server's ring through
  * qlg_tashandler, with ardel-tas-reader draining it in another process

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Where the time of one enabled traceMIN into a file handler goes: runs N
  * statements through the hardware record into a qlg_filehandler and prints

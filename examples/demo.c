@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * ardel demo: plays a small inventory scan.  Four components trace from
  * their own threads at every level, with entry and exit marks, through the

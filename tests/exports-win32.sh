@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Checks the export table of ardel.dll itself (objdump -p): every C function
 # a public header declares ARDEL_API is exported under its plain name, no
 # other plain name is, and every C++ name belongs to one of the exported

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* ardel in the side-by-side benchmark: the hardware component record into
    qlg_filehandler (qlg_multiproc_filehandler for the shared file; through
    qlg_asynchandler for the asynchronous workloads).  The

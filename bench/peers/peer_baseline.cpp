@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The floor every library is measured against: the same line made with
    snprintf and written with one write(2) per record; for the shared file,
    flock around each write. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The workloads of the side-by-side benchmark, shared by one small program
  * per logging library.  A program runs one workload and prints one figure:

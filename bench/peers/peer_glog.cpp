@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* glog: no buffering (logbuflevel -1, so every record is flushed), its own
    fixed line prefix; its size rollover (max_log_size, in MiB) starts new
    files and keeps no fixed count. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* log4cplus: a file appender with immediate flush (every record reaches the
    kernel), the rolling appender for 1 MiB x 3. */
 #include <log4cplus/fileappender.h>

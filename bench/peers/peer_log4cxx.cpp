@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* log4cxx: a file appender with immediate flush (its default), the rolling
    appender for 1 MiB x 3. */
 #include <log4cxx/fileappender.h>

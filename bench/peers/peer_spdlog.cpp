@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* spdlog: a file sink flushed after every record (flush_on(trace)), the
    thread-safe sinks, the rotating sink for 1 MiB x 3; for the asynchronous
    workloads the async logger over the same file sink, one worker thread,

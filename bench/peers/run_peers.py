@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs the side-by-side benchmark (make bench-peers) and writes its table.
 
 Every workload runs 5 times for every library, interleaved (round after

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * ArdelWrapper: the class interface to the component trace records.  Each

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * QlgEvent: one log call on its way through the chain.  It carries the level,

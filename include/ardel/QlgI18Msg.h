@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * QlgI18Msg: a translatable message.  It names its text by catalog, set and

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * Loggers: the entry of the event chain.  The variadic calls take a printf

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * Typed parameters.  The kinds are the markers of a log call's tagged

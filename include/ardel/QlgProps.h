@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * QlgProps: the ordered text-to-text property set of objects, configurations

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * Toolkit start-up, the process-wide recursive lock, and the internal-message

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * Trace: one scope's trace statement.  Constructing it marks the entry of

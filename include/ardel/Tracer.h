@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
  * Tracer: the per-component sink of trace statements (<ardel/Trace.h>).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * ErrorManager: the empty error record of this base library.  The getters
  * keep the protocol of the suite's error manager (size query, then copy)

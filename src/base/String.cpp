@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * String: a growable, NUL-terminated byte buffer.  Allocation failures keep
  * the previous text, so the callers (trace statements) never crash on

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The built-in classes, registered in their fixed order through the same
  * calls a user class goes through.  This is the one place that knows every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The seam through which the built-in classes plug into the object model.
  * The core names no concrete logger, filter, handler or formatter: the layer

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Class registration.  A class is registered once by name and lives until
  * toolkit shutdown; a second registration of the same name is ignored so

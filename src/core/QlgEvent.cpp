@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Events: built from a log call's tagged argument list, handed down the
  * chain synchronously and freed when the chain returns.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Level names and numbers.  Keywords are compared over the keyword's own
  * length only, so "warning" reads as WARN and "Maximum" as MAX: a deliberate

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Loggers: the entry of the event chain.  The threshold is tested before the
  * toolkit lock is taken, with relaxed atomic loads of the switch and the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The internal-message reporter.  Every toolkit problem becomes a message of
  * catalog "qlgmsg", set 1, sent to ardel.errorLogger.  The reporter takes no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Internal reporting helpers beside the public QlgMisc_report.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgObjConfig: the configuration store and the tree of configurations by
  * dotted names.  Every change to the store either completes or leaves the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgObjConfig: the configuration store and its tree.  A configuration
  * holds the properties filed under one dotted object name; its parent is the

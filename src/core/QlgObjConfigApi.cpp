@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The public, locked forms of the configuration store: each takes the
  * toolkit lock around the unlocked operation, and does nothing (or returns

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Objects: named, reference-counted instances of a class, created by name,
  * configured from their dotted configuration and wired to their listeners.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Object-valued instantiations of the keyed list.  Object values hold a
  * reference; class values are borrowed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The object-valued keyed containers: the listener group of a logger, filter
  * or handler, the object registry, and the class map.  All three are

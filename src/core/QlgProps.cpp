@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgProps: the property set of objects, configurations and events.  It is
  * a QlgStringToStringMap: every value is kept as text, typed getters parse

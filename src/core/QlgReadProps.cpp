@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgReadProps: the properties-file reader, a table-driven state machine
  * over the bytes of the file.  Each byte falls into one of six classes; the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgReadProps: reads the toolkit's properties file.  Each entry
  * "object.property = value" is filed under the configuration of its object

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStringToObjCfgMap: the configuration-valued instantiation of the keyed
  * list; every entry holds one reference to its configuration.

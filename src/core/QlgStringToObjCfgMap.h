@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStringToObjCfgMap: the configuration store's map from name to
  * configuration.  Each entry holds one reference; find and entry-value

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The toolkit's process-wide state: its one recursive lock, the class map
  * with the built-in classes, the object registry, the configuration store

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The toolkit's process-wide registries, for the core modules that keep
  * them.  Everything here is read and written under the toolkit lock.

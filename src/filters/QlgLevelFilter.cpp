@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_levelfilter.  Level 0 (ALL) passes everything and so does an event
  * without a level (-9999); otherwise the more severe events pass.

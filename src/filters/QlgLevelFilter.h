@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_levelfilter: passes an event on to its listeners only when the
  * event's level is at or above the filter's level.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_msgidfilter.  Patterns are split on "*" when they are configured.
  * Matching takes each piece at its first occurrence, without backtracking,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_msgidfilter: lets events pass or blocks them by their message ID,
  * matched against wildcard patterns, and can hold back repeats of one ID

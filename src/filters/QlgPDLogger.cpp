@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_pdlogger.  The identity texts are resolved when properties change;
  * logging an event only copies the ones that are set onto it.  The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_pdlogger: a logger that stamps every event with who logged it (the
  * installation's organization, product, component, client, server and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_basicformatter: one event as one line.  The line is the time stamp,
  * then each source-location and identity property the event carries, then

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_basicformatter: one event as one line of text: a local time stamp
  * with milliseconds and UTC offset, the source location and identity

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Per-thread record buffers.  A buffer that has grown past kKeep bytes for
  * one unusually long record is given back, so a thread does not hold on to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The buffer in which a formatter builds one record.  Each thread keeps one
  * and reuses its storage, so that a record costs a single allocation: the

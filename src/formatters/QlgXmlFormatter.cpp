@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_xmlformatter.  A record is built in the thread's record buffer from
  * one walk over the event's properties: the walk picks out the identity,

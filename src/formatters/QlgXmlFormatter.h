@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_xmlformatter: each event as one XML element, <Message> for a
  * catalogued message and <Trace> for trace text, carrying time, identity,

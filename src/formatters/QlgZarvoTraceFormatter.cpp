@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_zarvotraceformatter.  The class has a format slot only: without a
  * propertyChanged slot its objects never take a separator, date-time

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_zarvotraceformatter: each event as one compact trace line of fixed
  * fields joined by " - ": record separator (0x1E) and bracketed time stamp,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Loggers of your own (<ardel/log.h>).  A thin layer over the toolkit: the
  * logger is an ordinary toolkit logger found by name, and a statement is a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The tracer that forwards to a component record.  Trace levels map onto
  * the record's debug levels so that fatal and error messages appear already

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The factory of tracers that forward to the component loggers.  Making it
  * settles the properties path; the toolkit itself starts with the first

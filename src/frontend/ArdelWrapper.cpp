@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * ArdelWrapper: shared per-component handles on the component records.
  * A slot is filled once, under the toolkit lock, and published complete,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Component trace records and the exported trace calls.  The eight records
  * are static and filled once, on first request: the toolkit is started, the

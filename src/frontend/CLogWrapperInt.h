@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Internals of the component trace records shared between the record code
  * (CLogWrapper.cpp) and configuration discovery (TraceConfig.cpp): the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Slots that are filled once, on first use, and read without a lock ever
  * after: the component records' filled flags, the ArdelWrapper instances,

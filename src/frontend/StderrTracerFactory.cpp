@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The factory of printing tracers on standard error: the same tracer class
  * as standard output, with the other stream.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The printing tracer: one fixed-format line per message, entry or exit on
  * standard output or standard error, flushed at once.  Columns: timestamp,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Trace statements: gather one message at a time in a String, hand it to
  * the tracer when the message is ended, and mark the scope's entry and

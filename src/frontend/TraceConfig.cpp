@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Configuration discovery for the component records: where the properties
  * file is (a given path, the TYX_TEST home, or the home named by the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Tracer selection: the one process-wide factory chosen by initialize (or
  * by the first getInstance), and the per-component cache every factory

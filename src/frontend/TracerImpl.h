@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The concrete tracers and their factories, behind the public Tracer and
  * TracerFactory.  Not exported; the tests reach them through the static

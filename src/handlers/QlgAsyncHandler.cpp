@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_asynchandler.  The queue is a ring of preallocated slots; a slot
  * holds an event's fixed fields and, in a few hundred inline bytes, its

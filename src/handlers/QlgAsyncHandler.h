@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_asynchandler: takes each event it receives into a bounded queue and
  * returns; one background thread per handler hands the queued events, in

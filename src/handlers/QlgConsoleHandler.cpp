@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_consolehandler and qlg_stderrhandler.  Both keep one byte of instance
  * data, the head-written flag, so that the formatter's head appears once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_consolehandler and qlg_stderrhandler: write each event, formatted by
  * the handler's formatter, to standard output or standard error, and pass

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_ffdc_trigger_handler: trigger test, dated directories and the disk
  * quota of the FFDC tree.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_ffdc_trigger_handler: first-failure data capture.  The handler reacts
  * only to events that its trigger filter accepts, at most once per repeat

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_ffdc_filecopy_handler: the capture itself.  A triggering event gets
  * the listed files copied, or zipped, into its dated directory after the

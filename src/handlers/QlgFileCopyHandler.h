@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_ffdc_filecopy_handler: a trigger handler (QlgFFDCTriggerHandler) that,
  * for each triggering event, copies a configured list of files into the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_filehandler: writes formatted events to a local log file and keeps a
  * fixed number of numbered backups by size-based rollover.  The active

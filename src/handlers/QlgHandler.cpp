@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Handler base: the handler's link to its formatter and the formatter slots
  * reached through it, shared by every handler class.  A handler holds one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Handler base, internal side: the checks that every handler module makes
  * before it trusts an object's handler fields.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_multiproc_filehandler: one log file shared by several processes.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_multiproc_filehandler: several processes, each with its own toolkit,
  * write one log file with size-based rollover.  The size test, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_sysloghandler.  Properties are checked and settled when they change;
  * a publish then only renders the message, writes the record into a queue

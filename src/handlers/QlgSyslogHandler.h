@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_sysloghandler: ships events to a log collector as RFC 5424 records,
  * over the local system log socket, UDP, or TCP with octet-counting

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The syslog handler's queue and sender thread.  The thread owns the
  * socket; it takes the record at the head of the queue, sends it, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The syslog handler's delivery half: a bounded queue of fixed-size record
  * slots and one sender thread that drains it into a socket, reconnecting

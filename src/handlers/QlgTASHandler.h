@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_tashandler: hands events to a co-located Tervane Application Server
  * through the server's shared-memory ring (the IPC channel).  The server

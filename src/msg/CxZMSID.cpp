@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxZMSID: ZMS message-ID shapes (see CxZMSID.h).  Only the first ten
  * characters of a text are ever examined.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxZMSID: recognises the ZMS message ID at the start of a message text
  * ("QLGBC0020E": component letters, a number, a severity letter E, I or W)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgI18Msg: translatable messages.  A message names its text by catalog,
  * set and key and carries the English default text and typed parameters.

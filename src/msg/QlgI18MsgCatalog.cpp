@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Catalog lookup for message rendering: the message's catalog is found in
  * the message's locale (the user's language when it has none), the text of

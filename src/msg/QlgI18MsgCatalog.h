@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The catalog side of message rendering: fetch the translated text of a
  * message (catalog, set, key) in the message's locale.  Kept apart from

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The built-in message table of catalog "qlgmsg", set 1.  Entry 0 is the
  * catalog name and entry k the English default text of key k, so the table

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The built-in message table of catalog "qlgmsg", set 1: entry 0 is the
  * catalog name, entry k the default text of key k (each ending with a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgParm: one typed parameter rendered on its own, with the default
  * conversion of its kind.  The positional printf engine does the work, so a

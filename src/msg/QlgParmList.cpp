@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgParmList: the ordered list of a message's typed parameters.  The list
  * owns a copy of every string it holds, so a message can outlive the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgParmList: the ordered, owned list of typed parameters of a message.
  * The order of adding is the argument order of positional conversions.

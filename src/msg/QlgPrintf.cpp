@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgPrintf: the toolkit's positional printf engine.
  *

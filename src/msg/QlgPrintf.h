@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgPrintf: the toolkit's two-pass positional printf engine.  A format is
  * parsed whole before any argument is fetched; a format that cannot be

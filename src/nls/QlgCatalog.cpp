@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgCatalog: loading catalog files, the catalog cache and lookups.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgCatalog: message catalog files.  A catalog holds numbered sets of
  * numbered UTF-8 texts; a text is fetched by (set, key), and the caller's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgCodeset: codeset converters between the toolkit's internal UTF-8 and
  * other codesets.  Three kinds:

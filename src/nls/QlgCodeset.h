@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Codeset converters: opaque handles that turn the toolkit's internal UTF-8
  * (and wide characters, which are Unicode code points) into the bytes of

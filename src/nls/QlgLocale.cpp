@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Normalised locale names.  A formatter's `locale` property and message
  * rendering hand these 32-byte records around; the record owns its name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Normalised locale names: a 32-byte record made from a locale name such as
  * "de_DE.UTF-8", used to open message catalogs in a given language.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgNls: locale names, catalog search and the process's codesets.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgNls: which language and codesets the toolkit works in, and where the
  * message catalog of a catalog name is found.  Locale names of many

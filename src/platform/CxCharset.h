@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxCharset: the platform's own character-set conversion (the C library's
  * iconv on POSIX) and the codeset of the user's locale.  The codeset

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxDirectory: a walk over the entries of one directory.  Every entry is
  * returned, "." and ".." included, in the order the file system gives

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFile: the toolkit's thin layer over file descriptors and file-system
  * calls.  A file is an int descriptor held by the caller, -1 when closed.

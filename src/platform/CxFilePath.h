@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFilePath: a bounded path record used by the existence tests, directory
  * creation and directory listing.  The text always uses "/" as separator

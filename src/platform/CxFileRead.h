@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFileRead: reading files that come from elsewhere (message catalogs found
  * along a search path).  Such a file is opened without blocking (a FIFO

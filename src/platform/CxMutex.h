@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxMutex: the two kinds of lock the toolkit uses.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxProcess: starting an external program as a child process, waiting for
  * it, and the facts of the current process.

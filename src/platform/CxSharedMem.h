@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSharedMem: a block of memory that several processes map under one
  * system-wide name, as an application server publishes its ring.  Here it

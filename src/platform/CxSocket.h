@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Sockets to a log collector: a local datagram socket (the system log's
  * /dev/log), UDP and TCP.  Every call is bounded in time, so that a dead

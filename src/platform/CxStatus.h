@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxStatus: the outcome of every platform utility, returned by value.
  * origin '-' is success (code 0); 'p' carries an errno value (22 for a null

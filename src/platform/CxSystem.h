@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSystem: host name, wall-clock time in milliseconds and a plain sleep:
  * the facts every event is stamped with and the pause of writers that wait

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxThread: the identity of the calling thread, as the operating system
  * numbers it, so that trace lines can be matched with system tools.

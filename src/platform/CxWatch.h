@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxWatch: notice, without a system call that touches the file, that a file
  * was removed or renamed, or that its name now means something else.  One

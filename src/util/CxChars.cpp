@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxChars: null-safe text helpers (see CxChars.h).
  */

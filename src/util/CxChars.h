@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxChars: null-safe text helpers.  A null text behaves as the smallest and
  * shortest text there is: it has length 0, copies to null and sorts before

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxPrintUtil: integer conversion and digit grouping for the printf engine.
  * The whole conversion is measured first and appended with one reserve, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxPrintUtil: the number-to-text conversions of the printf engine.  The
  * integer routine turns one 64-bit value into digits of base 8, 10 or 16

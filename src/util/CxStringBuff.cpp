@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxStringBuff: the growable, always-terminated byte string in which the
  * toolkit assembles every piece of text.  Storage starts at 1 KiB and only

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxStringBuff: a growable byte string that is always NUL-terminated once it
  * holds storage.  A zero-filled record is a valid empty buffer.  The first

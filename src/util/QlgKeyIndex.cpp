@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgKeyIndex: open addressing with linear probing.  Removal shifts the
  * following slots of the same probe run back instead of leaving markers,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgKeyIndex: a hash index kept beside an ordered list, so that a key is
  * found in constant time while the list alone decides the order.  Open

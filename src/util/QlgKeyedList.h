@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The one pattern behind every keyed container of the toolkit: a doubly
  * linked list with a head, entries in insertion order, unique keys compared

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The toolkit allocator.  Every toolkit allocation goes through here, for
  * two reasons:

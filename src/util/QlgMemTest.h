@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Test hooks of the toolkit allocator: count allocations and make one chosen
  * allocation fail, so that tests can sweep every failure point of an

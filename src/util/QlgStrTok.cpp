@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStrTok: tokenizer over a text and a separator set (see QlgStrTok.h).
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStrTok: a tokenizer over a text and a set of separator characters,
  * used to split property values such as listener-name lists.  It reads the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStringGroup: the key-only instantiation of the keyed list.
  */

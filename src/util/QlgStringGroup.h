@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStringGroup: an ordered set of texts (the key is the whole entry).
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStringToStringMap: the text-valued instantiation of the keyed list.
  */

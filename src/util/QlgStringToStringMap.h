@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * QlgStringToStringMap: ordered text-to-text map, the storage of QlgProps.
  * Values are owned copies; lookups return new copies.  Putting an existing

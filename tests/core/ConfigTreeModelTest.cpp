@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The configuration tree against a plain model of its rule, on 340 names
  * made in a scrambled order (enough for the store's indexes to be in use):

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Allocation failures during start-up, object creation and a log call: every
 // single failure point must end in a described outcome (a report, a null, a
 // dropped event), never a crash and never a leak.  Each failure point runs in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Numbers beyond their type: an integer property or a level outside its
  * range cannot be read (found 0, then the reader's fallback), it never

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Levels, events and loggers: level parsing, thresholds, the tagged argument
 // list, and delivery under many threads.
 #include <ardel/QlgEvent.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration store: the tree by dotted names, inheritance along it,
 // reference counting, and that no failed change leaves a trace.
 #include <ardel/QlgObjConfig.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The object model: creation by name and by configuration, reference
 // counting and tear-down, the generic properties and dispatch to listeners.
 #include <ardel/QlgLogger.h>

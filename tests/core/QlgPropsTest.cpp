@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Property sets: typed getters parse the stored text with the scanf rules on
 // every read; typed setters store the parameter printer's rendering.
 #include <ardel/QlgProps.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The properties-file reader: syntax, escapes, the tree the entries build,
 // and the failures that end a read (entries before them stay filed).
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration-valued map: one reference per entry, and a reference
 // for the caller from every find and entry-value access.
 #include "core/QlgObjConfig.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Toolkit start-up and shutdown, the default error objects, and internal
 // messages as they reach standard error.  Every case runs in its own process.
 #include <ardel/QlgLogger.h>

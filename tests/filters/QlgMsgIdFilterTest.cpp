@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The message-ID filter: matching, modes in a chain, repeat suppression. */
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The pd logger: identity stamped in order, message ID settled, reports. */
 #include <gtest/gtest.h>
 

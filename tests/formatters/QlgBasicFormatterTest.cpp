@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The basic formatter: the local time stamp (milliseconds, UTC offset,
 // daylight saving, a user date-time pattern) and the line built from time
 // stamp, event properties, message text and separator.

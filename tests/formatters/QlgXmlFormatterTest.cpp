@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The XML formatter: exact layout, preamble, kind flags, and records read back by libxml2. */
 #include <gtest/gtest.h>
 #include <libxml/parser.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The trace formatter: fixed fields; an absent one leaves its separators side by side. */
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Loggers of your own: a logger found by its dotted name (inheriting from
  * its configured ancestors) writes exactly the statements at or above its level,

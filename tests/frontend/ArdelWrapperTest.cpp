@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The component logger class: one shared instance per component reached by
 // getInstance and the free getters alike, the teardown that empties the slots
 // but keeps the records, and the members' forwarding with their gates.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Component records and the exported trace calls: the component table, the
 // one-time fill and its level mapping, the cached-level gate, the method text
 // with its prefix and XML escaping, the 1,023-character cut, and the macros.

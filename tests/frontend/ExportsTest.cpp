@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shared library exports exactly its public interface: every C function
 // declared ARDEL_API in a public header is a dynamic symbol of libardel.so,
 // and no other unmangled name is, so internal helpers stay hidden.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * First use from many threads at once: every entry point that starts
  * something lazily (the record getters, ArdelWrapper::getInstance,

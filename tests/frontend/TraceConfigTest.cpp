@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Configuration discovery: the properties path from a given path, the
 // TYX_TEST home or the suite's ini file; in-place trimming; and the check
 // that the trace file named by the properties can be appended to, with its

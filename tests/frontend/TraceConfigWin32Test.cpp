@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Configuration discovery by the Windows rules: the ini file under
  * %systemroot%\tyx\tyx.ini (the variable's name in any case), drive-letter

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Trace statements: entry and exit marks around a scope, the values each
 // operator appends, the level test against the tracer's level read at
 // construction, the fallback after each message, the hexadecimal dump and

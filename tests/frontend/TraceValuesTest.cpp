@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Trace statements take the wider C++ values a program streams: 64-bit
  * integers, floating point, std::string and const pointers (which must not

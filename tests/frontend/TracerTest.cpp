@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tracers and their factories: the once-only choice of the kind of tracer,
 // the per-component cache, the printing tracer's exact line format and
 // nesting, and the component-logger tracer's mapping of trace levels onto the

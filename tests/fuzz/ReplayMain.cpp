@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Runs a fuzz target over files instead of under libFuzzer: every file of
  * each directory given (and every file given by name) is passed to the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Message catalog files of arbitrary bytes: the loader must accept or
  * reject each one without a crash, a leak or a read outside the file, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Formats of arbitrary bytes with typed parameters drawn from the input:
 // the engine must produce text or reject the format, never crash or
 // overrun.  The first byte chooses how many parameters follow the format.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Properties files of arbitrary bytes: the reader must accept or reject
 // each one without a crash, a leak or an overrun.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole configurations of arbitrary bytes: the toolkit starts from the
 // file (or refuses it), every configured object is created, every logger
 // logs one event through whatever chain the file wired, and the toolkit

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Message-ID recognition over arbitrary text: the record is filled within
 // its bounds whatever the input.
 #include <string>

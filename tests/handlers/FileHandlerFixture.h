@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * What the tests of both file handler classes share: a started toolkit,
  * handlers built with a bare or head/tail formatter and their properties

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_asynchandler: nothing lost and each thread's order kept under BLOCK,
  * the overflow policies dropping and reporting exactly what did not fit,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Handler base and the console and standard-error handlers: where heads,
 // events and tails are written, the enabled switch, chaining to listeners,
 // and the counted link from a handler to its formatter.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The FFDC handlers: trigger test with repeat time, one dated directory per
  * event, the quota policies and the auto-delete order, copy mode and zip

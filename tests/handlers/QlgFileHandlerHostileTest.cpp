@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Both file handler classes against hostile or unlucky paths: a FIFO where
  * the log file should be, a symbolic link planted in a directory others

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The file handler's fast record path against what it must keep:
  * - golden: 100,000 varied trace statements (all five calls, escaped method

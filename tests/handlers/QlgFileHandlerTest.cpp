@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_filehandler: how a configured name becomes a path, the properties and
  * their checks, head/record/tail placement, size-based rollover, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_multiproc_filehandler: copy-and-truncate rollover, no head or tail,
  * always appending, the report when a backup cannot be made, and the

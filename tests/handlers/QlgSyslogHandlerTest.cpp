@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_sysloghandler: the RFC 5424 record field by field, the property
  * checks, and delivery to a real rsyslogd that the test starts on

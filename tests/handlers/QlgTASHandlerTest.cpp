@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_tashandler: the packet as the server reads it (layout, byte order,
  * level rules, logger-name and tag dashes, truncation, sequence), the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ZMS message-ID recognition: the eleven admitted shapes, the order in which
 // they are tried, and the overlap of a 10-character ID's terminator with the severity.
 #include <cstring>

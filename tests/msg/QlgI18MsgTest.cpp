@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Translatable messages: building, copying and rendering them (with the
 // fallback to the unformatted default text), and printing through the 4095-byte work area.
 #include <ardel/QlgI18Msg.h>

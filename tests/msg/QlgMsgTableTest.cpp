@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built-in message table: indexed by key, every text ending in one
 // carriage return, with the spelling users already search their logs for.
 #include <cstring>

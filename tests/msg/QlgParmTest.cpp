@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // QlgParm and QlgParmList: each kind rendered alone with its default
 // conversion, and the list's ownership of its strings, order and deep copy.
 #include <ardel/QlgParm.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // QlgPrintf against the C library's snprintf: a seeded generator writes
 // formats over the flags, widths, precisions, stars and positions of the
 // conversions d i u o x X c s f e E g G, with matching arguments, and both

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // QlgPrintf where it differs from the C library on purpose or goes beyond it
 // (the rest is compared with snprintf in QlgPrintfDifferentialTest): argument
 // numbering, all-or-nothing rejection, at most 16 significant digits, the

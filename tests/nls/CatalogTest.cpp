@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Message catalogs: lookups in catalogs built by ardel-gencat, damaged files
  * falling back to the default texts, the catalog cache, the compiler's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Codesets and locales: conversions through the built-in and the C
  * library's codesets ("?" for what a codeset cannot express), log files and

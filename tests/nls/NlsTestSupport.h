@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Helpers of the national-language tests: catalogs are compiled from
  * message sources by the real ardel-gencat, and a child process gets its

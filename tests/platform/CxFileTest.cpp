@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files, paths and directory listings: the return rules callers rely on.
 #include <errno.h>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Kept process and thread ids: a forked child must not report its parent's. */
 #include <gtest/gtest.h>
 

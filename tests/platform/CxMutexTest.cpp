@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The toolkit's recursive lock and the named mutex shared between processes.
 // Cross-process cases fork real children; each child opens the name itself
 // and reports through its exit code or a pipe.  Every test works in a private

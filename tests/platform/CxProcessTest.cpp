@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Child processes, and the identity of the current process and thread.
 // Children are small /bin/sh or coreutils commands.
 #include <errno.h>

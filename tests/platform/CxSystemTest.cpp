@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host name and wall-clock time.
 #include <string.h>
 #include <time.h>

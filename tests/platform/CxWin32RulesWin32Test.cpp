@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The Windows rules of the platform layer: paths that begin with "/" are
  * anchored at SystemDrive, drive-letter paths in either slash style, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A handler class for tests: "test_recorder" keeps what each publish saw
 // (handler name, level, rendered message, source location), so tests can
 // check what reached a handler and in which order.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Helpers shared by the test suites: running a test body in a child process
 // (the toolkit's state is process-wide, so a test that needs a fresh toolkit
 // runs in its own process), capturing what a body writes to standard error

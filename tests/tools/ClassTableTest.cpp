@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The class table against the toolkit it describes and the reference
  * generated from it: every class the toolkit registers is in the table

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The configuration checker: each small file is read and checked, and the
  * report must name exactly the expected lines with the expected complaint;

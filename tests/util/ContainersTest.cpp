@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The keyed containers built from the one list pattern: insertion order,
 // unique case-sensitive keys, links that hold both ways after any removal,
 // null and empty containers, and puts that fail for want of memory leaving

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CxPrintUtil: digit grouping with a locale's separator and group sizes
 // passed in explicitly, and a failed append.  The integer conversion's
 // bases, signs, prefixes, precision and width are compared with snprintf

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CxStringBuff: growth policy, the decimal and UTF-8 appends with their
 // intended quirks, insertion bounds, in-place conversion, and the promise
 // that a failed allocation leaves the buffer exactly as it was.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The toolkit allocator: the armed failure of the test hooks, content kept
 // across every size class by realloc, and blocks freed by another thread.
 #include <cstring>

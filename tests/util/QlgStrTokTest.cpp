@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tokenizer and the null-safe text helpers.
 #include <string>
 #include <vector>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Configuration checks.  The model is read with the toolkit's own reader in
  * checking mode, so a line is rejected here exactly when the toolkit would

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The configuration checker: reads a properties file the way the toolkit
  * does and reports, as "file:line: text", every line the reader rejects and

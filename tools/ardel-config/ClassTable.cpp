@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The built-in classes and the properties each one reads, as plain data.
  * Defaults are written as a user reads them; a `checks` text says in one

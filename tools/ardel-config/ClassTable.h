@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * What the configuration tool knows about the built-in classes: for each
  * class its kind and every property it reads, with the property's type, its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Prints the class table as Markdown: one section per class, its summary,
  * and one table of the properties that its objects read (the ones common

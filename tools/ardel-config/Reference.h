@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The class reference (docs/classes.md) printed from the class table, so
  * that the documentation says exactly what the checker knows.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * ardel-tas-reader: plays the application server's side of the
  * qlg_tashandler ring, so that the handler can be used and watched

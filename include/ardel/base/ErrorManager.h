@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * ErrorManager: the process's record of the last error (code, source file,
  * line) and its stack dump, as trace statements report it.  This base

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * Object: the root of the base library's classes; what a trace statement
  * prints of an object is its toString().  Defined inline so that programs

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * String: the small owned text buffer of the base library.  Narrow text is
  * kept as given; wide text is converted to UTF-8.  Every operation accepts

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * Export marking for the base library.  It is linked into the ardel shared
  * library, whose public Trace class hands these types to callers, so they

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxCharset on POSIX: glibc iconv, and the locale codeset read through a
  * private locale object so that the process locale is never touched.

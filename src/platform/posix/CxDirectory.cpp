@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxDirectory on POSIX: opendir/readdir.  The directory stream is opened
  * lazily by the first CxDirectory_next, so an opened record that is never

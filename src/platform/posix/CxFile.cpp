@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFile on POSIX: descriptors, stat, rename and directory chains.
  * Every descriptor is opened close-on-exec so that child processes never

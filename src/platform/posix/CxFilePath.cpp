@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFilePath: copying a path into its bounded record.  Separators are
  * normalised to "/" here, once, so every later step looks for one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFileRead on POSIX: O_NONBLOCK on open so that a FIFO cannot block,
  * fstat on the open descriptor so that the type test and the read see the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxMutex on POSIX.  Both kinds share one record: a recursive pthread
  * mutex, plus, for a named mutex, a descriptor of its lock file.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxProcess on POSIX: children are started with posix_spawn from the
  * program path and an argument vector that is passed on exactly as given,

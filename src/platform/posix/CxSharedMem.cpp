@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSharedMem on POSIX: shm_open, fstat for the size, one shared mapping
  * of the whole object.  The descriptor is closed right after mapping; the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * POSIX sockets for the collector connections.  Name resolution happens in
  * CxSocket_open only, which the syslog handler calls on its sender thread,

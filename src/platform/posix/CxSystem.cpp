@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSystem on POSIX: gethostname plus a canonical-name lookup, the
  * realtime clock, and nanosleep.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxThread on POSIX: the kernel thread id, the number that ps, top and
  * /proc show for the thread.

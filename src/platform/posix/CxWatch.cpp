@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxWatch on Linux: inotify.  The file's own watch reports a rename of the
  * file and a change of its link count (removal); the directory's watch

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxCharset on Windows: the system's code-page conversions through UTF-16.
  * Codeset names are mapped onto code page numbers ("UTF-8", "CP1252",

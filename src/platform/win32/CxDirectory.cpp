@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxDirectory on Windows: FindFirstFileA / FindNextFileA over the pattern
  * "<directory>\*".  The search is started by the first CxDirectory_next,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFile on Windows: the runtime library's descriptors, opened in binary
  * mode and never inherited, and the kernel's file calls for delete,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxFileRead on Windows: files from elsewhere are opened read-only in
  * binary mode after a check that they are regular files, and read at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxMutex on Windows: kernel mutexes, which are recursive for their owning
  * thread.  The unnamed one has no name; a named one lives in the global

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxProcess on Windows: CreateProcessA with one command line made of the
  * program and each argument after a single space, without quoting, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSharedMem on Windows: a file mapping backed by the paging file, named
  * "Global\<name>" so that services and users share it.  The name lives as

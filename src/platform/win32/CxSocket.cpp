@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSocket on Windows: UDP and TCP through Windows Sockets.  Windows has
  * no local datagram socket of a system log, so that kind is refused and

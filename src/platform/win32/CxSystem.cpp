@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxSystem on Windows: the host name through Windows Sockets, the time
  * from the system clock in 100 ns steps since 1601, and Sleep.

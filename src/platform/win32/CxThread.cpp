@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* CxThread on Windows: the system's thread id. */
 #include "platform/CxThread.h"
 #include <windows.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * CxWatch on Windows: no watch is offered (a change notification covers a
  * whole directory and needs a handle per file), so start always fails and

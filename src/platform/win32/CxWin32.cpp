@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Path anchoring and the socket library's start, shared by the Windows
  * platform files.

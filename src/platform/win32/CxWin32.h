@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Helpers shared by the Windows platform files: path anchoring and
  * separator conversion, Windows error codes, and the one start of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The Windows build's platform test helpers, with the interface of the
  * POSIX ones: a private temporary directory removed with its contents

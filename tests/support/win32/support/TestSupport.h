@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * The Windows build's test helpers, with the interface of the POSIX ones:
  * Windows has no fork, so a body that needs a fresh process runs in a new
