@@ -185,4 +185,6 @@ class CaptureFd {
 
 }  // namespace ardeltest
 
+#include "support/TestCommon.h"
+
 #endif
