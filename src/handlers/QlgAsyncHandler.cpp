@@ -559,18 +559,6 @@ void reportBadValue(QlgObject* handler, const AsyncData* d, const char* key, con
                  QLG_PARM_STRING, expected, 0);
 }
 
-bool parseNumber(const char* s, long min, long max, long* out) {
-  if (!s) return false;
-  while (isspace((unsigned char)*s)) s++;
-  char* end = nullptr;
-  long v = strtol(s, &end, 10);
-  if (end == s) return false;
-  while (isspace((unsigned char)*end)) end++;
-  if (*end || v < min || v > max) return false;
-  *out = v;
-  return true;
-}
-
 bool ownsKey(const char* key) {
   return strcmp(key, "queueSize") == 0 || strcmp(key, "overflowPolicy") == 0 ||
          strcmp(key, "flushIntervalMs") == 0 || strcmp(key, "logInternalErrs") == 0;
@@ -580,7 +568,7 @@ void applyProperty(QlgObject* handler, AsyncData* d, const char* key, const char
   long n;
   if (strcmp(key, "queueSize") == 0) {
     /* The queue in use keeps its size; a new size applies from the next start. */
-    if (!parseNumber(value, 1, 1048576, &n))
+    if (!QlgHandler_parseRange(value, 1, 1048576, &n))
       return reportBadValue(handler, d, key, value, "a number of records from 1 to 1048576");
     d->queueSize = (uint32_t)n;
   } else if (strcmp(key, "overflowPolicy") == 0) {
@@ -590,7 +578,7 @@ void applyProperty(QlgObject* handler, AsyncData* d, const char* key, const char
       d->overflow = QLG_ASYNC_OVERRUN_OLDEST;
     else reportBadValue(handler, d, key, value, "BLOCK, DROP_NEW or OVERRUN_OLDEST");
   } else if (strcmp(key, "flushIntervalMs") == 0) {
-    if (!parseNumber(value, 0, 60000, &n))
+    if (!QlgHandler_parseRange(value, 0, 60000, &n))
       return reportBadValue(handler, d, key, value, "milliseconds from 0 to 60000");
     std::lock_guard<std::mutex> l(d->mutex);
     d->flushIntervalMs = (int32_t)n;

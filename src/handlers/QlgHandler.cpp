@@ -7,6 +7,9 @@
  */
 #include "handlers/QlgHandler.h"
 
+#include <ctype.h>
+#include <errno.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <ardel/QlgMem.h>
@@ -119,6 +122,19 @@ void QlgHandler_propertyChanged(QlgObject* handler, const char* key) {
   if (!fmt) return;
   QlgHandler_setFormatter(handler, fmt);
   QlgObject_release(fmt);
+}
+
+int QlgHandler_parseRange(const char* s, long min, long max, long* out) {
+  if (!s || !out) return 0;
+  while (isspace((unsigned char)*s)) s++;
+  char* end = nullptr;
+  errno = 0;
+  long v = strtol(s, &end, 10);
+  if (end == s || errno == ERANGE) return 0;
+  while (isspace((unsigned char)*end)) end++;
+  if (*end || v < min || v > max) return 0;
+  *out = v;
+  return 1;
 }
 
 }  // extern "C"

@@ -24,6 +24,10 @@ int QlgHandler_formatInto(QlgObject* handler, QlgEvent* event, struct CxStringBu
 struct CxStringBuff* QlgHandler_acquireBuffer(void);
 void QlgHandler_releaseBuffer(struct CxStringBuff* buffer);
 
+/* A whole decimal number in [min, max] with nothing but white space around
+   it, as the handlers' numeric properties are read; 0 otherwise. */
+int QlgHandler_parseRange(const char* text, long min, long max, long* out);
+
 ARDEL_END_C
 
 #endif

@@ -353,22 +353,9 @@ void reportBadValue(QlgObject* handler, const QlgSyslogHandlerData* data, const 
                  QLG_PARM_STRING, expected, 0);
 }
 
-/* A whole decimal number in [min, max], nothing else around it. */
-bool parseNumber(const char* s, long min, long max, long* out) {
-  if (!s) return false;
-  while (isspace((unsigned char)*s)) s++;
-  char* end = nullptr;
-  long v = strtol(s, &end, 10);
-  if (end == s) return false;
-  while (isspace((unsigned char)*end)) end++;
-  if (*end || v < min || v > max) return false;
-  *out = v;
-  return true;
-}
-
 int parseFacility(const char* s) {
   long n;
-  if (parseNumber(s, 0, 23, &n)) return (int)n;
+  if (QlgHandler_parseRange(s, 0, 23, &n)) return (int)n;
   for (size_t i = 0; s && i < sizeof kFacilities / sizeof kFacilities[0]; i++)
     if (strcasecmp(s, kFacilities[i]) == 0) return (int)i;
   return -1;
@@ -427,7 +414,7 @@ bool applyProperty(QlgObject* handler, QlgSyslogHandlerData* data, const char* k
     *targetChanged = strcmp(data->host, value) != 0;
     strcpy(data->host, value);
   } else if (strcmp(key, "port") == 0) {
-    if (!parseNumber(value, 1, 65535, &n))
+    if (!QlgHandler_parseRange(value, 1, 65535, &n))
       return reportBadValue(handler, data, key, value, "a port number from 1 to 65535"), false;
     *targetChanged = (unsigned)n != data->port;
     data->port = (unsigned)n;
@@ -447,15 +434,15 @@ bool applyProperty(QlgObject* handler, QlgSyslogHandlerData* data, const char* k
       return reportBadValue(handler, data, key, value, "1 to 48 printable ASCII characters without blanks"), false;
     strcpy(data->appName, value);
   } else if (strcmp(key, "maxBlockMs") == 0) {
-    if (!parseNumber(value, 0, 60000, &n))
+    if (!QlgHandler_parseRange(value, 0, 60000, &n))
       return reportBadValue(handler, data, key, value, "milliseconds from 0 to 60000"), false;
     data->maxBlockMs = (int)n;
   } else if (strcmp(key, "queueSize") == 0) {
-    if (!parseNumber(value, 1, 1048576, &n))
+    if (!QlgHandler_parseRange(value, 1, 1048576, &n))
       return reportBadValue(handler, data, key, value, "a number of records from 1 to 1048576"), false;
     data->queueSize = (int)n;
   } else if (strcmp(key, "maxRecordBytes") == 0) {
-    if (!parseNumber(value, 480, 65000, &n))
+    if (!QlgHandler_parseRange(value, 480, 65000, &n))
       return reportBadValue(handler, data, key, value, "a number of bytes from 480 to 65000"), false;
     data->maxRecordBytes = (int)n;
   } else if (strcmp(key, "logInternalErrs") == 0) {

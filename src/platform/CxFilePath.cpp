@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * CxFilePath (Windows build, same rules): copying a path into its bounded record.  Separators are
+ * CxFilePath: copying a path into its bounded record (one copy for every
+ * platform: it calls nothing of the system).  Separators are
  * normalised to "/" here, once, so every later step looks for one
  * character only.
  */
