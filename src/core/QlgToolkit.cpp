@@ -115,7 +115,9 @@ static void unlockInParent(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
   if (lock) CxMutex_unlock(lock);
 }
+static CxMutex* g_parentLock = nullptr;  /* kept reachable, never used again */
 static void freshLockInChild(void) {
+  g_parentLock = g_lock.load(std::memory_order_acquire);
   CxMutex* fresh = nullptr;
   if (!CxStatus_isOk(CxMutex_create(&fresh))) return;
   for (int i = 0; i < t_holds; i++) CxMutex_lock(fresh);
