@@ -115,7 +115,8 @@ static void unlockInParent(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
   if (lock) CxMutex_unlock(lock);
 }
-static CxMutex* g_parentLock = nullptr;  /* kept reachable, never used again */
+/* Kept reachable (volatile: a store nobody reads must not be dropped). */
+static CxMutex* volatile g_parentLock = nullptr;
 static void freshLockInChild(void) {
   g_parentLock = g_lock.load(std::memory_order_acquire);
   CxMutex* fresh = nullptr;
