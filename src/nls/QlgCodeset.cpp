@@ -256,6 +256,20 @@ QlgCodeset* openSystem(const char* systemName, const char* canonical) {
   return cs;
 }
 
+
+/* One pass of the converter over in[*pos..n) into out[*used..size),
+   advancing both positions by what it took and gave. */
+int convertStep(CxCharset* c, const char* in, size_t n, size_t* pos, char* out, size_t size, size_t* used) {
+  const char* ip = in + *pos;
+  size_t inLeft = n - *pos;
+  char* op = out + *used;
+  size_t outLeft = size - *used;
+  int r = CxCharset_convert(c, &ip, &inLeft, &op, &outLeft);
+  *pos = static_cast<size_t>(ip - in);
+  *used = static_cast<size_t>(op - out);
+  return r;
+}
+
 /* Outcome of the shared encoder. */
 struct Encoded {
   int written;
@@ -273,13 +287,7 @@ Encoded encodeText(QlgCodeset* cs, const char* in, size_t n, char* out, size_t s
   if (cs->kind == kMulti) CxCharset_reset(cs->toCs, nullptr, nullptr);
   while (pos < n) {
     if (cs->kind == kMulti) {
-      const char* ip = in + pos;
-      size_t inLeft = n - pos;
-      char* op = out + used;
-      size_t outLeft = size - used;
-      int r = CxCharset_convert(cs->toCs, &ip, &inLeft, &op, &outLeft);
-      pos = static_cast<size_t>(ip - in);
-      used = static_cast<size_t>(op - out);
+      int r = convertStep(cs->toCs, in, n, &pos, out, size, &used);
       if (r == CX_CHARSET_DONE) break;
       if (r == CX_CHARSET_FULL) {
         e.complete = false;
@@ -469,13 +477,7 @@ int QlgCodeset_toUtf8(QlgCodeset* cs, const char* in, int inLen, char* out, int 
     int k = 1;
     size_t len = 1;
     if (cs->kind == kMulti) {
-      const char* ip = in + pos;
-      size_t inLeft = n - pos;
-      char* op = out + used;
-      size_t outLeft = size - used;
-      int r = CxCharset_convert(cs->fromCs, &ip, &inLeft, &op, &outLeft);
-      pos = static_cast<size_t>(ip - in);
-      used = static_cast<size_t>(op - out);
+      int r = convertStep(cs->fromCs, in, n, &pos, out, size, &used);
       if (r == CX_CHARSET_DONE || r == CX_CHARSET_FULL) break;
       if (r == CX_CHARSET_INCOMPLETE) len = n - pos;
     } else if (cs->kind == kUtf8) {
