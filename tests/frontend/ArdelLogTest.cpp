@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * Loggers of your own: a logger found by its dotted name (inheriting from
- * its configured ancestors) writes exactly the statements at or above its level,
- * with file, line and function, and a suppressed statement evaluates nothing;
- * unconfigured names give no logger, and a changed level applies at once.
- */
+// Loggers of your own: found by dotted name (inheriting from configured
+// ancestors), writing exactly the statements at or above their level with
+// file and line; a suppressed statement evaluates nothing, unconfigured names
+// give no logger, and a changed level applies at once.
 #include <ardel/log.h>
 
-#include <string>
+#include <regex>
 
 #include "support/TestSupport.h"
 
@@ -55,17 +53,9 @@ TEST(ArdelLog, StatementsAtOrAboveTheLevelAreWrittenWithTheirSource) {
     ardel_releaseLogger(log);
 
     std::string text = readFile(dir.file("app.log"));
+    EXPECT_TRUE(std::regex_search(text, std::regex("ArdelLogTest.cpp[^\n]*" + std::to_string(warnLine) +
+                                                   "[^\n]*disk 91% full[\\s\\S]*cannot open db.sqlite[\\s\\S]*giving up"))) << text;
     EXPECT_EQ(text.find("info"), std::string::npos) << text;
-    size_t warn = text.find("disk 91% full");
-    size_t error = text.find("cannot open db.sqlite");
-    size_t fatal = text.find("giving up");
-    ASSERT_NE(warn, std::string::npos) << text;
-    EXPECT_LT(warn, error);
-    EXPECT_LT(error, fatal);
-    EXPECT_NE(fatal, std::string::npos);
-    std::string warnRecord = text.substr(text.rfind('\n', warn) + 1, warn - text.rfind('\n', warn));
-    EXPECT_NE(warnRecord.find("ArdelLogTest.cpp"), std::string::npos) << warnRecord;
-    EXPECT_NE(warnRecord.find(std::to_string(warnLine)), std::string::npos) << warnRecord;
 
     // Unconfigured names and handlers give no logger; the level is read live.
     for (const char* none : {"other.thing", "", static_cast<const char*>(nullptr), "app.file"})

@@ -3,7 +3,6 @@
 // getInstance and the free getters alike, the teardown that empties the slots
 // but keeps the records, and the members' forwarding with their gates.
 #include <ardel/ArdelWrapper.h>
-#include <ardel/QlgToolkit.h>
 
 #include <new>
 

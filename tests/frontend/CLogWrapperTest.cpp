@@ -5,7 +5,6 @@
 // Records are filled once per process, so every scenario runs in a child.
 #include <ardel/CLogWrapper.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgToolkit.h>
 
 #include "frontend/CLogWrapperInt.h"
 #include "support/Recorder.h"

@@ -1,29 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * First use from many threads at once: every entry point that starts
- * something lazily (the record getters, ArdelWrapper::getInstance,
- * Tracer::getInstance, a first trace right behind the getter) is hit by
- * 16 or 32 threads released together by a barrier, in many fresh
- * processes, with a properties file that is missing and with a valid one.
- * Every thread of a component must get the same handle, a valid file must
- * lose no record, a missing one must neither hang nor touch freed memory;
- * run under ThreadSanitizer, no race may show.
- */
+// First use from many threads at once: every lazily starting entry point
+// (the record getters, ArdelWrapper::getInstance, Tracer::getInstance, a
+// first trace right behind the getter) is hit by 16 or 32 threads released
+// together, in fresh processes, with a missing and with a valid properties
+// file. All threads of a component get one handle, a valid file loses no
+// record, a missing one neither hangs nor touches freed memory; under
+// ThreadSanitizer no race may show.
 #include <ardel/ArdelWrapper.h>
 #include <ardel/CLogWrapper.h>
 #include <ardel/Tracer.h>
 
 #include <atomic>
-#include <string>
 #include <thread>
-#include <vector>
 
 #if __has_include(<valgrind/valgrind.h>)
 #include <valgrind/valgrind.h>
 #endif
 
 #include "support/Recorder.h"
-#include "support/TestSupport.h"
 
 using namespace ardeltest;
 
@@ -31,8 +25,8 @@ namespace {
 
 const int kRecordsPerThread = 20;
 
-/* Valgrind runs one thread at a time and finds no races: there one round
-   per case is enough to check the memory. */
+// Valgrind runs one thread at a time and finds no races: there one round
+// per case is enough to check the memory.
 int rounds() {
 #ifdef RUNNING_ON_VALGRIND
   if (RUNNING_ON_VALGRIND) return 1;
@@ -40,14 +34,14 @@ int rounds() {
   return 6;
 }
 
-/* Releases all threads at once, so that they meet inside the first use. */
+// Releases all threads at once, so that they meet inside the first use.
 void arriveAndWait(std::atomic<int>& left) {
   left.fetch_sub(1);
   while (left.load() > 0) std::this_thread::yield();
 }
 
-/* One entry point: the handle of a component (threads spread over
-   `components` of them), then one trace through it. */
+// One entry point: the handle of a component (threads spread over
+// `components` of them), then one trace through it.
 struct EntryPoint {
   int components;
   const void* (*first)(int component);
@@ -66,7 +60,7 @@ const EntryPoint kEntryPoints[] = {
 };
 const int kTracer = 3;
 
-/* Every component logger at minimum tracing into the recorder. */
+// Every component logger at minimum tracing into the recorder.
 std::string validProperties() {
   std::string s = "rec.className=test_recorder\n";
   for (const char* c : {"hw", "vpd", "common", "sigeval", "fscanner", "plugin", "use", "net"}) {
@@ -76,18 +70,18 @@ std::string validProperties() {
   return s;
 }
 
-/* One round in a fresh process: threads meet in the first use, then trace. */
+// One round in a fresh process: threads meet in the first use, then trace.
 void round(int entry, int threads, bool valid) {
   const EntryPoint& ep = kEntryPoints[entry];
   inChild([&] {
-    alarm(30);  /* a thread stuck on the toolkit lock ends the child, not the suite */
+    alarm(30);  // a thread stuck on the toolkit lock ends the child, not the suite
     TempDir dir;
     if (valid) {
       mkdir(dir.file("config").c_str(), 0700);
       dir.write("config/TyxTrace.properties", validProperties());
       registerRecorder();
     }
-    /* The tracer factory settles the path itself; the others use it as set. */
+    // The tracer factory settles the path itself; the others use it as set.
     setenv("TYX_TEST", valid ? dir.path().c_str() : "/nonexistent", 1);
     if (entry != kTracer) initializeWrapper(nullptr);
     CaptureFd err(2);

@@ -4,90 +4,48 @@
 // that the trace file named by the properties can be appended to, with its
 // move to the home directory when it cannot.
 #include <ardel/CLogWrapper.h>
-#include <ardel/QlgMem.h>
 #include <ardel/QlgObjConfig.h>
-#include <ardel/QlgToolkit.h>
-
-#include <sys/stat.h>
-
-#include <cstdlib>
-#include <string>
 
 #include "frontend/CLogWrapperInt.h"
 #include "support/Recorder.h"
-#include "support/TestSupport.h"
 
 using namespace ardeltest;
 
 namespace {
 
-// Sets or clears an environment variable for one test and restores it.
-class EnvVar {
- public:
-  EnvVar(const char* name, const char* value) : name_(name), had_(std::getenv(name) != nullptr) {
-    if (had_) old_ = std::getenv(name);
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~EnvVar() { had_ ? setenv(name_.c_str(), old_.c_str(), 1) : unsetenv(name_.c_str()); }
+void env(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
 
- private:
-  std::string name_, old_;
-  bool had_;
-};
-
-// A system root holding tyx/tyx.ini with the given content.
-std::string iniRoot(const TempDir& dir, const std::string& ini) {
-  std::string root = dir.file("sysroot");
-  mkdir(root.c_str(), 0700);
-  mkdir((root + "/tyx").c_str(), 0700);
-  writeFile(root + "/tyx/tyx.ini", ini);
-  return root;
-}
-
-// initializeWrapper(NULL) under a root of this test's own holding ini (none
-// when null), with TYX_TEST and the root's two spellings as given; the
-// settled path.
-std::string pathFromIni(const char* ini, const char* tyxTest = nullptr, bool upperRoot = false) {
-  TempDir dir;
-  std::string root = ini ? iniRoot(dir, ini) : dir.path();
-  EnvVar test("TYX_TEST", tyxTest);
-  EnvVar lower("systemroot", upperRoot ? nullptr : root.c_str());
-  EnvVar upper("SystemRoot", upperRoot ? root.c_str() : nullptr);
-  int len = initializeWrapper(nullptr);
-  std::string path = CLogWrapper_configPath();
-  EXPECT_EQ(len, static_cast<int>(path.size()));
-  return path;
-}
-
-std::string traceFileName() {
-  QlgObjConfig* cfg = QlgLogManager_getLogger("handlers.traceFile");
-  int found = 0;
-  char* v = QlgObject_getProperty(cfg, "fileName", &found);
-  std::string s = found && v ? v : "<none>";
-  QlgMem_free(v);
-  QlgObjConfig_release(cfg);
-  return s;
-}
-
-bool exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
+// initializeWrapper(NULL) in a child under a system root holding tyx/tyx.ini
+// (none when null), with TYX_TEST and the root's two spellings as given.
+void expectPathFromIni(const char* ini, const char* tyxTest, bool upperRoot, const std::string& want) {
+  inChild([&] {
+    TempDir dir;
+    std::string root = dir.file("sysroot");
+    if (ini) mkdir(root.c_str(), 0700), mkdir((root + "/tyx").c_str(), 0700), writeFile(root + "/tyx/tyx.ini", ini);
+    env("TYX_TEST", tyxTest);
+    env("systemroot", upperRoot ? nullptr : root.c_str());
+    env("SystemRoot", upperRoot ? root.c_str() : nullptr);
+    EXPECT_EQ(initializeWrapper(nullptr), static_cast<int>(want.size()));
+    EXPECT_EQ(CLogWrapper_configPath(), want) << (ini ? ini : "no ini");
+  });
 }
 
 // Fills the hw record with a properties file that names traceFile (none
-// when empty) as the trace file; home becomes HOME (unset when null).
-// Returns the file name afterwards.
+// when empty) as the trace file, HOME set to home (unset when null); the
+// trace file's name afterwards.
 std::string checkedName(const TempDir& dir, const std::string& traceFile, const char* home) {
-  EnvVar homeVar("HOME", home);
-  std::string escaped; /* a properties value writes a backslash as two */
-  for (char c : traceFile) escaped += c == '\\' ? std::string("\\\\") : std::string(1, c);
-  std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\n"
-                      "hw.loggers.trcLogger.level=DEBUG_MIN\n";
-  if (!traceFile.empty()) props += "handlers.traceFile.fileName=" + escaped + "\n";
+  env("HOME", home);
+  std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\nhw.loggers.trcLogger.level=DEBUG_MIN\n";
+  if (!traceFile.empty()) props += "handlers.traceFile.fileName=" + std::regex_replace(traceFile, std::regex(R"(\\)"), R"(\\)") + "\n";
   initializeWrapper(dir.write("TyxTrace.properties", props).c_str());
-  CLogWrapper* w = getCLogHw();
-  EXPECT_EQ(w->active, 1);
-  return traceFileName();
+  EXPECT_EQ(getCLogHw()->active, 1);
+  QlgObjConfig* cfg = QlgLogManager_getLogger("handlers.traceFile");
+  int found = 0;
+  char* v = QlgObject_getProperty(cfg, "fileName", &found);
+  std::string name = found && v ? v : "<none>";
+  QlgMem_free(v);
+  QlgObjConfig_release(cfg);
+  return name;
 }
 
 }  // namespace
@@ -117,8 +75,7 @@ TEST(InitializeWrapper, TheHomeComesFromTyxTestOrTheFirstTrimmedCaseSensitiveIni
       {nullptr, nullptr, false, "/config/TyxTrace.properties"},
       {"TYX_HomeDirectory=/from/ini\n", "D:\\t", false, "D:/t/config/TyxTrace.properties"},
       {"TYX_HomeDirectory=/upper\n", nullptr, true, "/upper/config/TyxTrace.properties"}};
-  for (const auto& c : cases)
-    EXPECT_EQ(pathFromIni(c.ini, c.tyxTest, c.upperRoot), c.path) << (c.ini ? c.ini : "no ini");
+  for (const auto& c : cases) expectPathFromIni(c.ini, c.tyxTest, c.upperRoot, c.path);
 }
 
 TEST(Trim, LeadingAndTrailingWhiteSpaceGoes) {
@@ -161,8 +118,7 @@ TEST(TraceFileCheck, WritableNamesAreKeptAndUnwritableOnesMoveHomeUnderTheirBase
       if (c.content) {
         EXPECT_EQ(readFile(target), c.content);
       } else if (!c.block && *c.name) {
-        EXPECT_FALSE(exists(target));
-        EXPECT_FALSE(exists(dir.file("absent")));
+        EXPECT_TRUE(access(target.c_str(), F_OK) && access(dir.file("absent").c_str(), F_OK));
       }
     });
   }

@@ -5,10 +5,8 @@
 // the error report; also the base String operations the statements rely on.
 #include <ardel/Trace.h>
 #include <ardel/base/ErrorManager.h>
-#include <ardel/base/Object.h>
-#include <ardel/base/String.h>
 
-#include <string>
+#include <climits>
 
 #include "frontend/TracerImpl.h"
 #include "support/TestSupport.h"
@@ -79,10 +77,14 @@ TEST(Trace, EachValueKindAppendsItsTextWhileTheLevelAllowsIt) {
   EXPECT_EQ(messageOf([](Trace& t) { t << (const char*)nullptr << "|" << (const wchar_t*)nullptr << L"w\u00fc"; }),
             "(null)|(null)w\xc3\xbc");
   EXPECT_EQ(messageOf([](Trace& t) { t << String("str") << Named() << Object() << t << "self"; }), "strnamed-objectObjectself");
-  int x = 0;
+  // The wider values; a const pointer prints as an address, not through the bool operator.
+  EXPECT_EQ(messageOf([](Trace& t) { t << LLONG_MIN << "|" << ULLONG_MAX << "|" << 2.5 << "|" << 1e-7 << "|" << 0.1f << std::string("|std"); }),
+            "-9223372036854775808|18446744073709551615|2.5|1e-07|0.1|std");
+  static const int x = 0;
   char want[32];
-  snprintf(want, sizeof want, "%p", static_cast<void*>(&x));
-  EXPECT_EQ(messageOf([&x](Trace& t) { t << static_cast<void*>(&x); }), want);
+  snprintf(want, sizeof want, "%p", static_cast<const void*>(&x));
+  EXPECT_EQ(messageOf([](Trace& t) { t << const_cast<void*>(static_cast<const void*>(&x)) << static_cast<const void*>(&x) << &x; }),
+            std::string(want) + want + want);
   RecordingTracer tracer(1);
   {
     Trace t(tracer, "");

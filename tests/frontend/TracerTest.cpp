@@ -3,10 +3,7 @@
 // the per-component cache, the printing tracer's exact line format and
 // nesting, and the component-logger tracer's mapping of trace levels onto the
 // record's gates.  The choice is process-wide: every scenario runs in a child.
-#include <ardel/QlgToolkit.h>
 #include <ardel/Tracer.h>
-
-#include <sstream>
 
 #include "frontend/TracerImpl.h"
 #include "platform/CxThread.h"

@@ -2,7 +2,6 @@
 // ZMS message-ID recognition: the eleven admitted shapes, the order in which
 // they are tried, and the overlap of a 10-character ID's terminator with the severity.
 #include <cstring>
-#include <string>
 
 #include "msg/CxZMSID.h"
 #include "support/TestSupport.h"

@@ -3,9 +3,6 @@
 // fallback to the unformatted default text), and printing through the 4095-byte work area.
 #include <ardel/QlgI18Msg.h>
 
-#include <cstdio>
-#include <string>
-
 #include "msg/QlgMsgTable.h"
 #include "support/TestSupport.h"
 

@@ -12,10 +12,8 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "msg/QlgPrintf.h"

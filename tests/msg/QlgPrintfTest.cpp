@@ -3,9 +3,9 @@
 // (the rest is compared with snprintf in QlgPrintfDifferentialTest): argument
 // numbering, all-or-nothing rejection, at most 16 significant digits, the
 // locale's decimal point and grouping, wide conversions, typed parameter
-// lists, and clean endings when memory runs out.
-#include <sys/stat.h>
-#include <unistd.h>
+// lists, and clean endings when memory runs out.  Also QlgParm and
+// QlgParmList: each kind rendered alone, and the list's ownership of its
+// strings, order and deep copy.
 
 #include <cinttypes>
 #include <climits>
@@ -15,7 +15,6 @@
 #include <cstring>
 #include <initializer_list>
 #include <limits>
-#include <string>
 
 #include "msg/QlgParmList.h"
 #include "msg/QlgPrintf.h"
@@ -85,13 +84,13 @@ struct Parms {
   ~Parms() { QlgParmList_free(list); }
 };
 
-// formatParms as a std::string; "<null>" when it returned null.
-std::string fp(const char* format, const Parms& parms) {
-  char* out = QlgPrintf_formatParms(format, parms.list);
+// A returned text as a std::string, "<null>" for null.
+std::string take(char* out) {
   std::string s = out ? std::string(out) : std::string("<null>");
   QlgMem_free(out);
   return s;
 }
+std::string fp(const char* format, const Parms& parms) { return take(QlgPrintf_formatParms(format, parms.list)); }
 
 }  // namespace
 
@@ -321,4 +320,59 @@ TEST(QlgPrintfAllocationFailure, NothingIsWrittenAfterTheFirstFailedAppend) {
     CxStringBuff_free(&whole);
     CxStringBuff_free(&b);
   }
+}
+
+TEST(QlgParm, EachKindUsesItsDefaultConversionAndUnknownKindsGiveNothing) {
+  const std::pair<QlgParm, const char*> cases[] = {
+      {pChar('q'), "q"}, {pInt(-17), "-17"}, {pLong(123456789L), "123456789"}, {pFloat(0.25f), "0.250000"},
+      {pDouble(-3.5), "-3.500000"}, {pUChar('Z'), "Z"}, {pStr("100% literal"), "100% literal"}, {parm(0), ""},
+      {parm(500), ""}, {parm(508), ""}, {pStr(nullptr), ""}};
+  for (const auto& c : cases) EXPECT_EQ(take(QlgParm_toString(&c.first)), c.second) << c.first.kind;
+  EXPECT_EQ(QlgParm_toString(nullptr), nullptr);
+  QlgMem_failAt(1);
+  QlgParm five = pInt(5);
+  EXPECT_EQ(take(QlgParm_toString(&five)), "<null>");
+  QlgMem_failAt(0);
+}
+
+TEST(QlgParmList, KeepsOrderOwnsCopiesOfStringsAndCopiesDeeply) {
+  QlgParmList* list = QlgParmList_create();
+  char text[] = "original";
+  for (QlgParm p : {pInt(0), pInt(1), pInt(2), pInt(3), pInt(4), pInt(5), pInt(6), pInt(7), pInt(8), pInt(9),
+                    pStr(text), pStr(nullptr)})
+    ASSERT_TRUE(QlgParmList_add(list, &p));
+  text[0] = 'X';
+  QlgParmList* copy = QlgParmList_copy(list);
+  for (QlgParmList* l : {list, copy}) {
+    ASSERT_EQ(QlgParmList_count(l), 12);
+    for (int i = 0; i < 10; i++) EXPECT_EQ(QlgParmList_get(l, i)->value.i, i);
+    EXPECT_STREQ(QlgParmList_get(l, 10)->value.s, "original");
+    EXPECT_EQ(QlgParmList_get(l, 11)->value.s, nullptr);
+    EXPECT_TRUE(QlgParmList_get(l, 12) == nullptr && QlgParmList_get(l, -1) == nullptr);
+  }
+  EXPECT_NE(QlgParmList_get(copy, 10)->value.s, QlgParmList_get(list, 10)->value.s);
+  QlgParm one = pInt(1);
+  EXPECT_FALSE(QlgParmList_add(nullptr, &one) || QlgParmList_add(copy, nullptr));
+  EXPECT_TRUE(QlgParmList_count(nullptr) == 0 && QlgParmList_get(nullptr, 0) == nullptr && QlgParmList_copy(nullptr) == nullptr);
+  QlgParmList_free(copy);
+  QlgParmList_free(nullptr);
+  // A failed add (the array's growth, then the string copy) leaves the list
+  // as it was; a failed copy or create gives null.
+  Parms small{pInt(0), pInt(1), pInt(2), pInt(3)};
+  QlgParm str = pStr("text");
+  for (long i = 1; i <= 2; i++) {
+    QlgMem_failAt(i);
+    EXPECT_FALSE(QlgParmList_add(small.list, &str));
+    QlgMem_failAt(0);
+    EXPECT_EQ(QlgParmList_count(small.list), 4);
+  }
+  ardeltest::sweepAllocations([] {}, [&] {
+    QlgParmList* c = QlgParmList_copy(list);
+    EXPECT_EQ(c == nullptr, QlgMem_failed() == 1);
+    QlgParmList_free(c);
+  }, [](long) {});
+  QlgMem_failAt(1);
+  EXPECT_EQ(QlgParmList_create(), nullptr);
+  QlgMem_failAt(0);
+  QlgParmList_free(list);
 }

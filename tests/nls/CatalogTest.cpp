@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * Message catalogs: lookups in catalogs built by ardel-gencat, damaged files
- * falling back to the default texts, the catalog cache, the compiler's
- * round trip, and the toolkit's own messages in French.
- */
-#include <gtest/gtest.h>
+// Message catalogs: lookups in catalogs built by ardel-gencat, damaged files
+// falling back to the default texts, the catalog cache, the compiler's
+// round trip, and the toolkit's own messages in French.
 
 #include <string.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -31,16 +26,16 @@ using nlstest::gencat;
 
 const char* const kDefault = "default";
 
-/* Sets 1 (keys 1, 2) and 2 (key 5).  Layout: header 0-27, set records at
-   28 and 56, set 1 index at 84 and texts "un\0deux\0" at 108, set 2 index
-   at 116 and text "cinq\0" at 128; 133 bytes. */
+// Sets 1 (keys 1, 2) and 2 (key 5).  Layout: header 0-27, set records at
+// 28 and 56, set 1 index at 84 and texts "un\0deux\0" at 108, set 2 index
+// at 116 and text "cinq\0" at 128; 133 bytes.
 const char* const kSmall = "$set 1\n1 un\n2 deux\n$set 2\n5 cinq\n";
 
 void put32(std::string* data, size_t at, uint32_t v) {
   for (int i = 0; i < 4; i++) (*data)[at + i] = static_cast<char>(v >> (24 - 8 * i));
 }
 
-/* Text of (set, key) in the catalog at path, "<closed>" when it is rejected. */
+// Text of (set, key) in the catalog at path, "<closed>" when it is rejected.
 std::string lookup(const std::string& path, int set, int key) {
   QlgCatalog* cat = QlgCatalog_openFile(path.c_str(), 0);
   if (!cat) return "<closed>";
@@ -189,8 +184,8 @@ TEST(Gencat, RejectsMalformedSources) {
   for (const char* source : bad) EXPECT_EQ(gencat(dir, "bad.cat", source), "") << source;
 }
 
-/* The toolkit's own catalog: the English source is the built-in table, and
-   the French translation keeps every key and every conversion. */
+// The toolkit's own catalog: the English source is the built-in table, and
+// the French translation keeps every key and every conversion.
 TEST(ToolkitCatalog, EnglishSourceIsTheBuiltInTableAndFrenchKeepsItsConversions) {
   std::string en = ARDEL_SOURCE_DIR "/src/nls/catalogs/qlgmsg.msg";
   std::string fr = ARDEL_CATALOG_DIR "/fr/qlgmsg.cat";
@@ -206,6 +201,8 @@ TEST(ToolkitCatalog, EnglishSourceIsTheBuiltInTableAndFrenchKeepsItsConversions)
     std::sort(out.begin(), out.end());
     return out;
   };
+  EXPECT_STREQ(QlgMsgTable_text(0), "qlgmsg");
+  EXPECT_EQ(QlgMsgTable_text(QLG_MSG_TABLE_SIZE), nullptr);
   for (unsigned key = 1; key < QLG_MSG_TABLE_SIZE; key++) {
     const char* builtin = QlgMsgTable_text(key);
     bool placeholder = strncmp(builtin, "unused", 6) == 0;
@@ -222,10 +219,10 @@ TEST(ToolkitCatalog, EnglishSourceIsTheBuiltInTableAndFrenchKeepsItsConversions)
 
 QlgI18Msg* toolkitMessage(uint32_t key) { return QlgI18Msg_create(QLG_MSG_CATALOG, 1, key, QlgMsgTable_text(key)); }
 
-/* What a user sees: with LANG naming French, the toolkit's messages come
-   from the catalog installed beside the library (no NLSPATH needed), with
-   parameters in the translation's order; every kind of bad environment
-   falls back to the English texts. */
+// What a user sees: with LANG naming French, the toolkit's messages come
+// from the catalog installed beside the library (no NLSPATH needed), with
+// parameters in the translation's order; every kind of bad environment
+// falls back to the English texts.
 TEST(ToolkitCatalog, InternalMessagesFollowTheUsersLanguageAndFallBackToEnglish) {
   TempDir dir;
   std::string file = dir.write("plain-file", "x");
@@ -298,7 +295,7 @@ TEST(ToolkitCatalog, ADamagedCatalogIsReportedOnceAndTheEnglishTextsAreUsed) {
   });
 }
 
-/* Threads render while the catalog is first found, loaded and cached. */
+// Threads render while the catalog is first found, loaded and cached.
 TEST(ToolkitCatalog, ThreadsRenderingAtOnceAllGetTheTranslation) {
   inChild([] {
     env("LANG", "fr_FR.UTF-8");

@@ -1,15 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * Codesets and locales: conversions through the built-in and the C
- * library's codesets ("?" for what a codeset cannot express), log files and
- * the console in the configured codeset, locale-name normalisation and the
- * order in which catalog files are searched.
- */
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <string>
+// Codesets and locales: conversions through the built-in and the C
+// library's codesets ("?" for what a codeset cannot express), log files and
+// the console in the configured codeset, locale-name normalisation and the
+// order in which catalog files are searched.
 
 #include <ardel/QlgLogger.h>
 #include <ardel/QlgObject.h>
@@ -162,8 +155,8 @@ TEST(Locale, NamesAreNormalisedAndMappedToTheirCatalogLanguage) {
   EXPECT_EQ(std::string(out), huge.substr(0, QLG_NLS_NAME_SIZE - 1));
 }
 
-/* The search tries each template element in turn, and in each the
-   candidates: locale, language, catalog language, "C". */
+// The search tries each template element in turn, and in each the
+// candidates: locale, language, catalog language, "C".
 TEST(Locale, CatalogSearchOrderFollowsElementsThenCandidates) {
   inChild([] {
     TempDir dir;

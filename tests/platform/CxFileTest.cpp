@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Files, paths and directory listings: the return rules callers rely on.
 #include <errno.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 #include <set>
-#include <string>
 
 #include "platform/CxDirectory.h"
 #include "platform/CxFile.h"

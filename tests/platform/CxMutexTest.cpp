@@ -9,9 +9,6 @@
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
-#include <sys/stat.h>
-
-#include <string>
 
 #include "platform/CxMutex.h"
 #include "support/TestSupport.h"

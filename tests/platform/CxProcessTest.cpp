@@ -5,7 +5,6 @@
 #include <pthread.h>
 #include <sys/syscall.h>
 
-#include <string>
 #include <vector>
 
 #include "platform/CxFile.h"
@@ -105,9 +104,14 @@ TEST(CxProcess, ProgramsThatCannotStartAndBadArgumentsLeaveTheHandleEmpty) {
   EXPECT_STREQ(buf, getcwd(expected, sizeof expected));
 }
 
-TEST(CxThread, TheIdIsTheKernelThreadIdAndDiffersBetweenThreads) {
+TEST(CxThread, TheIdIsTheKernelThreadIdDiffersBetweenThreadsAndAForkedChildReportsItsOwnIds) {
   uint32_t mine = CxThread_getId(), other = 0;
   EXPECT_EQ(mine, static_cast<uint32_t>(syscall(SYS_gettid)));
+  EXPECT_EQ(CxProcess_getpid(), static_cast<int32_t>(getpid()));
+  ardeltest::inChild([] {  // the kept ids must not be the parent's
+    EXPECT_EQ(CxProcess_getpid(), static_cast<int32_t>(getpid()));
+    EXPECT_EQ(CxThread_getId(), static_cast<uint32_t>(syscall(SYS_gettid)));
+  });
   pthread_t t;
   ASSERT_EQ(pthread_create(&t, nullptr, [](void* out) -> void* {
     *static_cast<uint32_t*>(out) = CxThread_getId();

@@ -4,7 +4,6 @@
 // bases, signs, prefixes, precision and width are compared with snprintf
 // through QlgPrintf (msg/QlgPrintfDifferentialTest).
 #include <climits>
-#include <string>
 
 #include "support/TestSupport.h"
 #include "util/CxPrintUtil.h"

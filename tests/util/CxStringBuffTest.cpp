@@ -3,7 +3,6 @@
 // intended quirks, insertion bounds, in-place conversion, and the promise
 // that a failed allocation leaves the buffer exactly as it was.
 #include <climits>
-#include <string>
 
 #include "nls/QlgCodeset.h"
 #include "support/TestSupport.h"

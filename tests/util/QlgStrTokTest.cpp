@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tokenizer and the null-safe text helpers.
-#include <string>
 #include <vector>
 
 #include "support/TestSupport.h"
