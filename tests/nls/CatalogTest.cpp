@@ -88,6 +88,8 @@ TEST(Catalog, DamagedFilesAndSetsGiveTheDefaultTexts) {
          put32(d, 28 + 24, 1);
        },
        1, 1, "<closed>"},
+      {"deleted set record", [](std::string* d) { put32(d, 20, 1), put32(d, 28 + 24, 1); }, 1, 1, kDefault},
+      {"deleted set records do not count", [](std::string* d) { put32(d, 20, 1), put32(d, 28 + 24, 1); }, 2, 5, "cinq"},
       {"text offset past its block", [](std::string* d) { put32(d, 84 + 4, 8); }, 1, 1, kDefault},
       {"text not terminated in its block", [](std::string* d) { (*d)[132] = 'x'; }, 2, 5, kDefault},
       {"keys out of order", [](std::string* d) { put32(d, 84 + 12, 1); }, 1, 2, kDefault},
@@ -99,19 +101,6 @@ TEST(Catalog, DamagedFilesAndSetsGiveTheDefaultTexts) {
     std::string path = dir.write(std::string("d-") + c.what, data);
     EXPECT_EQ(lookup(path, c.set, c.key), c.text) << c.what;
   }
-  QlgCatalog_shutdown();
-}
-
-TEST(Catalog, DeletedSetRecordsAreSkippedAndDoNotCount) {
-  TempDir dir;
-  std::string data = readFile(gencat(dir, "three.cat", "$set 1\n1 a\n$set 2\n1 b\n$set 3\n1 c\n"));
-  ASSERT_FALSE(data.empty());
-  put32(&data, 20, 2);           // two live sets
-  put32(&data, 56 + 24, 1);      // the record of set 2 is deleted
-  std::string path = dir.write("deleted.cat", data);
-  EXPECT_EQ(lookup(path, 1, 1), "a");
-  EXPECT_EQ(lookup(path, 2, 1), kDefault);
-  EXPECT_EQ(lookup(path, 3, 1), "c");
   QlgCatalog_shutdown();
 }
 
