@@ -6,9 +6,12 @@
 #include <dirent.h>
 #include <errno.h>
 #include <poll.h>
-#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
 
 #include "platform/CxMutex.h"
 #include "support/TestSupport.h"
@@ -77,19 +80,9 @@ class CxMutexTest : public ::testing::Test {
 
 // The outcome of op(m) run by another thread.
 std::string onOtherThread(CxMutex* m, CxStatus (*op)(CxMutex*)) {
-  struct Attempt {
-    CxMutex* m;
-    CxStatus (*op)(CxMutex*);
-    CxStatus result;
-  } a = {m, op, CxStatus_make('?', -1)};
-  pthread_t t;
-  pthread_create(&t, nullptr, [](void* p) -> void* {
-    Attempt* a = static_cast<Attempt*>(p);
-    a->result = a->op(a->m);
-    return nullptr;
-  }, &a);
-  pthread_join(t, nullptr);
-  return statusOf(a.result);
+  std::string out;
+  std::thread([&] { out = statusOf(op(m)); }).join();
+  return out;
 }
 
 // A short lockTimed made by another thread, released again when it succeeds.
@@ -154,36 +147,28 @@ TEST_F(CxMutexTest, AHolderKilledWithSigkillReleasesTheNamedMutex) {
   close(p[0]);
 }
 
-namespace {
-struct Shared {
-  CxMutex* m;
-  long counter;
-  int failures;
-};
-void* bumpCounter(void* arg) {
-  Shared* s = static_cast<Shared*>(arg);
-  for (int i = 0; i < 200; i++) {
-    if (!CxStatus_isOk(CxMutex_lock(s->m))) {
-      s->failures++;
-      continue;
-    }
-    long v = s->counter;
-    sched_yield();
-    s->counter = v + 1;
-    CxMutex_unlock(s->m);
-  }
-  return nullptr;
-}
-}  // namespace
-
 TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialisedAndOnlyTheHolderMayUnlock) {
-  Shared s = {named("threads"), 0, 0};
-  pthread_t t[4];
-  for (auto& th : t) ASSERT_EQ(pthread_create(&th, nullptr, bumpCounter, &s), 0);
-  for (auto& th : t) pthread_join(th, nullptr);
-  EXPECT_EQ(s.failures, 0);
-  EXPECT_EQ(s.counter, 800);
-  CxMutex_close(&s.m);
+  CxMutex* shared = named("threads");
+  long counter = 0;
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; t++)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; i++) {
+        if (!CxStatus_isOk(CxMutex_lock(shared))) {
+          failures++;
+          continue;
+        }
+        long v = counter;
+        sched_yield();  // widen the window a missing exclusion would leave
+        counter = v + 1;
+        CxMutex_unlock(shared);
+      }
+    });
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(failures.load(), 0);
+  EXPECT_EQ(counter, 800);
+  CxMutex_close(&shared);
   CxMutex* kinds[2] = {nullptr, named("owner")};
   ASSERT_EQ(statusOf(CxMutex_create(&kinds[0])), "ok");
   for (CxMutex* m : kinds) {

@@ -2,9 +2,9 @@
 // Child processes, and the identity of the current process and thread.
 // Children are small /bin/sh or coreutils commands.
 #include <errno.h>
-#include <pthread.h>
 #include <sys/syscall.h>
 
+#include <thread>
 #include <vector>
 
 #include "platform/CxFile.h"
@@ -112,11 +112,6 @@ TEST(CxThread, TheIdIsTheKernelThreadIdDiffersBetweenThreadsAndAForkedChildRepor
     EXPECT_EQ(CxProcess_getpid(), static_cast<int32_t>(getpid()));
     EXPECT_EQ(CxThread_getId(), static_cast<uint32_t>(syscall(SYS_gettid)));
   });
-  pthread_t t;
-  ASSERT_EQ(pthread_create(&t, nullptr, [](void* out) -> void* {
-    *static_cast<uint32_t*>(out) = CxThread_getId();
-    return nullptr;
-  }, &other), 0);
-  pthread_join(t, nullptr);
+  std::thread([&] { other = CxThread_getId(); }).join();
   EXPECT_TRUE(other != 0 && other != mine);
 }
