@@ -21,7 +21,7 @@ void expectPathFromIni(const char* ini, const char* tyxTest, bool upperRoot, con
   inChild([&] {
     TempDir dir;
     std::string root = dir.file("sysroot");
-    if (ini) mkdir(root.c_str(), 0700), mkdir((root + "/tyx").c_str(), 0700), writeFile(root + "/tyx/tyx.ini", ini);
+    if (ini && mkdir(root.c_str(), 0700) == 0 && mkdir((root + "/tyx").c_str(), 0700) == 0) writeFile(root + "/tyx/tyx.ini", ini);
     env("TYX_TEST", tyxTest);
     env("systemroot", upperRoot ? nullptr : root.c_str());
     env("SystemRoot", upperRoot ? root.c_str() : nullptr);

@@ -88,8 +88,8 @@ TEST(Catalog, DamagedFilesAndSetsGiveTheDefaultTexts) {
          put32(d, 28 + 24, 1);
        },
        1, 1, "<closed>"},
-      {"deleted set record", [](std::string* d) { put32(d, 20, 1), put32(d, 28 + 24, 1); }, 1, 1, kDefault},
-      {"deleted set records do not count", [](std::string* d) { put32(d, 20, 1), put32(d, 28 + 24, 1); }, 2, 5, "cinq"},
+      {"deleted set record", [](std::string* d) { put32(d, 20, 1); put32(d, 28 + 24, 1); }, 1, 1, kDefault},
+      {"deleted set records do not count", [](std::string* d) { put32(d, 20, 1); put32(d, 28 + 24, 1); }, 2, 5, "cinq"},
       {"text offset past its block", [](std::string* d) { put32(d, 84 + 4, 8); }, 1, 1, kDefault},
       {"text not terminated in its block", [](std::string* d) { (*d)[132] = 'x'; }, 2, 5, kDefault},
       {"keys out of order", [](std::string* d) { put32(d, 84 + 12, 1); }, 1, 2, kDefault},
