@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The message-ID filter: matching, modes in a chain, repeat suppression. */
+// The message-ID filter: matching, modes in a chain, repeat suppression.
 #include <gtest/gtest.h>
 
 #include <string>

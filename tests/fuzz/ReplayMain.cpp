@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * Runs a fuzz target over files instead of under libFuzzer: every file of
- * each directory given (and every file given by name) is passed to the
- * target once.  The committed corpora (seeds, and the input of every crash
- * the fuzzers found) thereby replay as ordinary tests with any compiler and
- * under every sanitizer and valgrind.  Fails when it found nothing to run.
- */
+// Runs a fuzz target over files instead of under libFuzzer: every file of
+// each directory given (and every file given by name) is passed to the
+// target once.  The committed corpora (seeds, and the input of every crash
+// the fuzzers found) thereby replay as ordinary tests with any compiler and
+// under every sanitizer and valgrind.  Fails when it found nothing to run.
 #include <dirent.h>
 #include <sys/stat.h>
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * The configuration checker: each small file is read and checked, and the
- * report must name exactly the expected lines with the expected complaint;
- * a clean file gives no report and exit status 0.
- */
+// The configuration checker: each small file is read and checked, and the
+// report must name exactly the expected lines with the expected complaint;
+// a clean file gives no report and exit status 0.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -16,7 +14,7 @@ using namespace ardeltest;
 
 namespace {
 
-/* The checker's report for content, with the file's path cut off each line. */
+// The checker's report for content, with the file's path cut off each line.
 std::string reportFor(const TempDir& dir, const std::string& content, int* findings) {
   std::string path = dir.write("check.properties", content);
   std::string out = dir.file("report");
