@@ -3,12 +3,9 @@
 // generated from it: every class the toolkit registers is in the table
 // with its kind and in its order, and docs/classes.md is the table's
 // current output.
-#include <ardel/QlgMem.h>
 #include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
 
 #include <set>
-#include <string>
 #include <vector>
 
 #include "ClassTable.h"
