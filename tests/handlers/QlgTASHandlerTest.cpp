@@ -84,6 +84,7 @@ class TASHandlerTest : public ::testing::Test {
   void TearDown() override { QlgObject_release(handler_); }
   QlgObject* make(const std::string& ipcId, std::vector<std::pair<const char*, const char*>> props = {}) {
     static int serial = 0;
+    QlgObject_release(handler_);
     handler_ = QlgObject_create(("test.tas" + std::to_string(++serial)).c_str(), "qlg_tashandler");
     for (const auto& p : props) QlgObject_storeProperty(handler_, p.first, p.second);
     QlgObject_storeProperty(handler_, "IPCID", ipcId.c_str());
@@ -195,8 +196,6 @@ TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne
                               "Server. The error code is -1."), std::string::npos) << c.what;
     EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), c.write) << c.what;
     EXPECT_EQ(ring.ringBytes(), std::string(CxSharedMem_size(ring.mem) - 64, '\0')) << c.what;
-    QlgObject_release(handler_);
-    handler_ = nullptr;
   }
 }
 
