@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <map>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "core/QlgObjConfig.h"

@@ -4,12 +4,10 @@
 // wraps around nor overflows; the extreme values themselves read exactly.
 #include <ardel/QlgLevel.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgObject.h>
 #include <ardel/QlgProps.h>
 #include <ardel/QlgToolkit.h>
 
 #include <climits>
-#include <string>
 
 #include "handlers/QlgFileHandler.h"
 #include "support/TestSupport.h"

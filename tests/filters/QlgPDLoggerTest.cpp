@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The pd logger: identity stamped in order, message ID settled, reports.
-#include <gtest/gtest.h>
-
 #include <sched.h>
-#include <string>
-#include <vector>
 
 #include <ardel/QlgLogger.h>
 #include "platform/CxProcess.h"
