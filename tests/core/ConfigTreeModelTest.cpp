@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * The configuration tree against a plain model of its rule, on 340 names
- * made in a scrambled order (enough for the store's indexes to be in use):
- * a new name takes the longest configured dotted prefix as parent and
- * adopts, in order, the children of that parent that now lie below it.
- */
+// The configuration tree against a plain model of its rule, on 340 names
+// made in a scrambled order (enough for the store's indexes to be in use):
+// a new name takes the longest configured dotted prefix as parent and
+// adopts, in order, the children of that parent that now lie below it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "core/QlgObjConfig.h"

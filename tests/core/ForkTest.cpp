@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A fork while another thread holds the toolkit's lock (a background writer
 // delivering, for instance) must leave the child a lock it can take.
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
 #include <atomic>
 #include <thread>
 

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * Numbers beyond their type: an integer property or a level outside its
- * range cannot be read (found 0, then the reader's fallback), it never
- * wraps around nor overflows; the extreme values themselves read exactly.
- */
+// Numbers beyond their type: an integer property or a level outside its
+// range cannot be read (found 0, then the reader's fallback), it never
+// wraps around nor overflows; the extreme values themselves read exactly.
 #include <ardel/QlgLevel.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgObject.h>
 #include <ardel/QlgProps.h>
 #include <ardel/QlgToolkit.h>
 
 #include <climits>
-#include <string>
 
 #include "handlers/QlgFileHandler.h"
 #include "support/TestSupport.h"
@@ -48,8 +44,8 @@ TEST(NumericProperty, NumbersBeyondTheirTypeCannotBeReadAndTheEdgesReadExactly) 
   QlgProps_destroy(props);
 }
 
-/* The fallbacks of a file handler (1024 bytes, so rollover stays on, and 3
-   files), and a source line of INT_MIN printed as it is. */
+// The fallbacks of a file handler (1024 bytes, so rollover stays on, and 3
+// files), and a source line of INT_MIN printed as it is.
 TEST(NumericProperty, OutOfRangeHandlerSettingsFallBackAndTheLowestLinePrints) {
   inChild([] {
     TempDir dir;

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The configuration store: the tree by dotted names, inheritance along it,
 // reference counting, and that no failed change leaves a trace.
-#include <ardel/QlgObjConfig.h>
-
-#include <string>
-#include <vector>
-
 #include "core/QlgObjConfig.h"
 #include "support/TestSupport.h"
 #include "util/QlgStringToStringMap.h"
 
 namespace {
+
+// The operation succeeds unless the allocator failed (ok is evaluated first).
+void okUnlessFailed(int ok) { EXPECT_EQ(ok, !QlgMem_failed()); }
 
 class ObjConfigTest : public ::testing::Test {
  protected:
@@ -121,38 +119,21 @@ TEST_F(ObjConfigTest, StartupIsIdempotentShutdownEmptiesTheStoreAndHeldConfigura
   EXPECT_EQ(snapshot(), "");
 }
 
-// Builds a tree in which creating "a.b" moves two children of "a".
+// A tree in which creating "a.b" moves two children of "a".
 void buildTree() {
-  QlgObjConfig_define("a", "level", "1");
-  QlgObjConfig_define("a.b.c", "x", "2");
-  QlgObjConfig_define("a.b.d.e", "y", "3");
-  QlgObjConfig_define("a.z", "w", "4");
+  QlgObjConfig_define("a", "level", "1"), QlgObjConfig_define("a.b.c", "x", "2");
+  QlgObjConfig_define("a.b.d.e", "y", "3"), QlgObjConfig_define("a.z", "w", "4");
 }
 
 TEST_F(ObjConfigTest, OutOfMemoryAtAnyPointOfAChangeChangesNothing) {
   std::string before;
   const std::function<void()> ops[] = {
-      [] {
-        int ok = QlgObjConfig_define("a.b", "p", "v");
-        EXPECT_EQ(ok, !QlgMem_failed());
-      },
-      [] { make("a.b"); },
-      [] {
-        int ok = QlgObjConfig_define("a", "level", "changed");
-        EXPECT_EQ(ok, !QlgMem_failed());
-      },
-      [] {
-        int ok = QlgObjConfig_define("a", "newKey", "changed");
-        EXPECT_EQ(ok, !QlgMem_failed());
-      }};
+      [] { okUnlessFailed(QlgObjConfig_define("a.b", "p", "v")); }, [] { make("a.b"); },
+      [] { okUnlessFailed(QlgObjConfig_define("a", "level", "changed")); },
+      [] { okUnlessFailed(QlgObjConfig_define("a", "newKey", "changed")); }};
   for (const auto& op : ops)
-    ardeltest::sweepAllocations(
-        [&] {
-          restart();
-          buildTree();
-          before = snapshot();
-        },
-        op, [&](long) { EXPECT_EQ(snapshot(), before); });
+    ardeltest::sweepAllocations([&] { restart(), buildTree(), before = snapshot(); }, op,
+                                [&](long) { EXPECT_EQ(snapshot(), before); });
   QlgObjConfig* bare = QlgObjConfig_find("bare");
   for (long i = 1; i <= 4; ++i) {
     QlgMem_failAt(i);

@@ -2,7 +2,6 @@
 // The object model: creation by name and by configuration, reference
 // counting and tear-down, the generic properties and dispatch to listeners.
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgToolkit.h>
 
 #include "core/QlgObjectContainers.h"
 #include "core/QlgToolkitInt.h"

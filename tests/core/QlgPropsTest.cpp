@@ -3,7 +3,6 @@
 // every read; typed setters store the parameter printer's rendering.
 #include <ardel/QlgProps.h>
 
-#include <string>
 #include <vector>
 
 #include "support/TestSupport.h"

@@ -1,10 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The message-ID filter: matching, modes in a chain, repeat suppression. */
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
+// The message-ID filter: matching, modes in a chain, repeat suppression.
 #include <ardel/QlgLogger.h>
 #include "filters/QlgMsgIdFilter.h"
 #include "support/Recorder.h"

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The pd logger: identity stamped in order, message ID settled, reports. */
-#include <gtest/gtest.h>
-
+// The pd logger: identity stamped in order, message ID settled, reports.
 #include <sched.h>
-#include <string>
-#include <vector>
 
 #include <ardel/QlgLogger.h>
 #include "platform/CxProcess.h"
@@ -17,7 +13,7 @@ namespace {
 
 using namespace ardeltest;
 
-/* Per event: "key=value;" of every property in order, then "id=" and the ID. */
+// Per event: "key=value;" of every property in order, then "id=" and the ID.
 std::vector<std::string> g_stamped;
 
 void capturePublish(QlgObject*, QlgEvent* event) {
@@ -26,8 +22,8 @@ void capturePublish(QlgObject*, QlgEvent* event) {
   g_stamped.push_back(line + "id=" + (event->messageId ? event->messageId : "<null>"));
 }
 
-/* Starts the toolkit on config, logs texts through the logger "pd" and
-   hands it back. */
+// Starts the toolkit on config, logs texts through the logger "pd" and
+// hands it back.
 QlgObject* logThroughPd(const std::string& config, std::initializer_list<const char*> texts) {
   startWithRecorder("pd.className=qlg_pdlogger\npd.level=ALL\ncap.className=test_capture\n" + config);
   QlgClass_registerHandler("test_capture", nullptr, nullptr, nullptr, nullptr, capturePublish, nullptr, nullptr);

@@ -5,9 +5,6 @@
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgToolkit.h>
 
-#include <cstring>
-#include <ctime>
-
 #include "formatters/QlgBasicFormatter.h"
 #include "msg/QlgMsgTable.h"
 #include "nls/QlgLocale.h"

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The trace formatter: fixed fields; an absent one leaves its separators side by side. */
+// The trace formatter: fixed fields; an absent one leaves its separators side by side.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include <ardel/QlgEvent.h>
@@ -37,13 +34,11 @@ TEST(QlgZarvoTraceFormatter, WritesEveryFieldInItsPlaceAndIgnoresProperties) {
   };
   for (const Case& c : cases) {
     QlgEvent* e = QlgEvent_createTagged(c.level, nullptr, 0, 0, c.text, 0);
-    ASSERT_NE(e, nullptr);
     e->time = 1236704966535;
     if (c.cachedId) QlgEvent_setMessageId(e, c.cachedId);
     for (const auto& p : c.props) QlgEvent_addStringProperty(e, p.first, p.second);
     char* line = fmt->cls->slots.formatter.format(fmt, e);
-    ASSERT_NE(line, nullptr);
-    EXPECT_EQ(std::string(line), std::string("\x1E[2009-03-10 17:09:26.535+00:00]") + c.rest) << c.text;
+    EXPECT_EQ(line ? line : "<null>", std::string("\x1E[2009-03-10 17:09:26.535+00:00]") + c.rest) << c.text;
     QlgMem_free(line);
     QlgEvent_free(e);
   }
@@ -61,12 +56,9 @@ TEST(QlgZarvoTraceFormatter, SourceLocationOfATraceCallReadsLikeItsProperties) {
     std::string out[2];
     for (int lazy = 0; lazy < 2; ++lazy) {
       QlgEvent* e = QlgEvent_createTagged(2000, nullptr, 0, 0, "text", 0);
-      ASSERT_NE(e, nullptr);
       e->time = 1236704966535;
       if (lazy) {
-        e->srcFile = "scan.c";
-        e->srcFunction = "run";
-        e->srcLine = 88;
+        e->srcFile = "scan.c", e->srcFunction = "run", e->srcLine = 88;
         e->srcFlags = QLG_EVENT_SRC_FILE | QLG_EVENT_SRC_FUNCTION;
       } else {
         QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, "scan.c");
@@ -74,13 +66,11 @@ TEST(QlgZarvoTraceFormatter, SourceLocationOfATraceCallReadsLikeItsProperties) {
         QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, "run");
       }
       char* line = fmt->cls->slots.formatter.format(fmt, e);
-      ASSERT_NE(line, nullptr);
-      out[lazy] = line;
+      out[lazy] = line ? line : "<null>";
       QlgMem_free(line);
       QlgEvent_free(e);
     }
-    EXPECT_NE(out[0].find("scan.c"), std::string::npos) << cls;
-    EXPECT_NE(out[0].find("88"), std::string::npos) << cls;
+    EXPECT_TRUE(out[0].find("scan.c") != out[0].npos && out[0].find("88") != out[0].npos) << cls << out[0];
     EXPECT_EQ(out[1], out[0]) << cls;
     QlgObject_release(fmt);
   }

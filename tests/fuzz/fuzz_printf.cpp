@@ -21,14 +21,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   QlgParmList* list = QlgParmList_create();
   for (int i = 0; i < count && list; i++) {
     uint8_t b = p < end ? *p++ : 0;
-    QlgParm parm;
-    std::memset(&parm, 0, sizeof parm);
+    QlgParm parm = {};
     parm.kind = 501 + b % 8; /* 508 is a kind outside the range */
     long v = 0;
-    if (end - p >= 8) {
-      std::memcpy(&v, p, 8);
-      p += 8;
-    }
+    if (end - p >= 8) std::memcpy(&v, p, 8), p += 8;
     switch (parm.kind) {
       case 501: parm.value.c = static_cast<char>(v); break;
       case 502: parm.value.i = static_cast<int>(v); break;

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -20,12 +19,9 @@
 namespace {
 
 bool safeClass(const char* name) {
-  static const char* kSafe[] = {"qlg_basiclogger", "qlg_levelfilter", "qlg_msgidfilter",
-                                "qlg_consolehandler", "qlg_stderrhandler", "qlg_basicformatter",
-                                "qlg_xmlformatter", "qlg_zarvotraceformatter"};
-  for (const char* s : kSafe)
-    if (std::strcmp(name, s) == 0) return true;
-  return false;
+  return std::string(" qlg_basiclogger qlg_levelfilter qlg_msgidfilter qlg_consolehandler qlg_stderrhandler "
+                     "qlg_basicformatter qlg_xmlformatter qlg_zarvotraceformatter ")
+             .find(" " + std::string(name) + " ") != std::string::npos;
 }
 
 // Names of the configured objects, or false when one names another class.
@@ -36,12 +32,7 @@ bool configuredNames(std::vector<std::string>* names) {
     QlgObjConfig* cfg = QlgObjConfig_find(e->key);
     int found = 0;
     char* cls = QlgObjConfig_getProperty(cfg, "className", &found);
-    if (found && cls) {
-      if (safeClass(cls))
-        names->push_back(e->key);
-      else
-        safe = false;
-    }
+    if (found && cls) safeClass(cls) ? names->push_back(e->key) : void(safe = false);
     QlgMem_free(cls);
     QlgObjConfig_releaseUnlocked(cfg);
   }
@@ -63,8 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::fflush(stdout);
   std::fflush(stderr);
   int savedOut = dup(1), savedErr = dup(2);
-  dup2(devNull, 1);
-  dup2(devNull, 2);
+  dup2(devNull, 1), dup2(devNull, 2);
   if (QlgToolkit_initialize(path.c_str())) {
     std::vector<std::string> names;
     if (configuredNames(&names)) {
@@ -81,9 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   std::fflush(stdout);
   std::fflush(stderr);
-  dup2(savedOut, 1);
-  dup2(savedErr, 2);
-  close(savedOut);
-  close(savedErr);
+  dup2(savedOut, 1), dup2(savedErr, 2);
+  close(savedOut), close(savedErr);
   return 0;
 }

@@ -3,9 +3,6 @@
 // events and tails are written, the enabled switch, chaining to listeners,
 // and the counted link from a handler to its formatter.
 #include <ardel/QlgHandler.h>
-#include <ardel/QlgToolkit.h>
-
-#include <vector>
 
 #include "handlers/QlgConsoleHandler.h"
 #include "support/Recorder.h"
@@ -107,12 +104,9 @@ TEST_F(QlgConsoleHandlerTest, EventsArePassedOnWithOrWithoutTextButNotWhileLoggi
   QlgConsoleHandler_open(h);
   QlgConsoleHandler_close(h);
   h->data = data;
-  QlgConsoleHandler_write(nullptr, event("x"), stdout);
-  QlgConsoleHandler_write(h, nullptr, stdout);
-  QlgConsoleHandler_publish(nullptr, nullptr);
-  QlgStderrHandler_publish(nullptr, nullptr);
-  QlgConsoleHandler_open(nullptr);
-  QlgConsoleHandler_close(nullptr);
+  QlgConsoleHandler_write(nullptr, event("x"), stdout), QlgConsoleHandler_write(h, nullptr, stdout);
+  QlgConsoleHandler_publish(nullptr, nullptr), QlgStderrHandler_publish(nullptr, nullptr);
+  QlgConsoleHandler_open(nullptr), QlgConsoleHandler_close(nullptr);
   EXPECT_EQ(out.text(), "");
 }
 
@@ -131,13 +125,10 @@ TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAFormatterCountingOneReferenc
   QlgHandler_setFormatter(h1, f);  // the same formatter again changes nothing
   EXPECT_EQ(f->refCount, fBefore + 1);
   ardeltest::stderrOf([&] { QlgObject_storeProperty(h1, "formatterName", (prefix_ + "neverDefined").c_str()); });
-  QlgObject* got = QlgHandler_getFormatter(h1);
+  QlgObject *got = QlgHandler_getFormatter(h1), *still = QlgHandler_getFormatter(h2);
   EXPECT_EQ(got, f);
-  QlgObject_release(got);
-  QlgObject* still = QlgHandler_getFormatter(h2);
   EXPECT_EQ(still, shared) << "the shared default lives on while another handler holds it";
-  QlgObject_release(still);
-  QlgObject_release(shared);
+  for (QlgObject* o : {got, still, shared}) QlgObject_release(o);
   CaptureFd out(1);
   publish(h1, "via name");
   EXPECT_EQ(out.text(), "via name\n");

@@ -1,29 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * The FFDC handlers: trigger test with repeat time, one dated directory per
- * event, the quota policies and the auto-delete order, copy mode and zip
- * mode with the real zip (archives read back with unzip), the bounded zip
- * run, and that nothing outside the base directory is ever written or
- * deleted, whatever the configuration names or the tree holds.
- */
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
-
+// The FFDC handlers: trigger test with repeat time, one dated directory per
+// event, the quota policies and the auto-delete order, copy mode and zip
+// mode with the real zip (archives read back with unzip), the bounded zip
+// run, and that nothing outside the base directory is ever written or
+// deleted, whatever the configuration names or the tree holds.
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include <ardel/QlgEvent.h>
-#include <ardel/QlgMem.h>
-#include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
 #include "handlers/QlgFFDCTriggerHandler.h"
 #include "handlers/QlgFileCopyHandler.h"
 #include "support/Recorder.h"
-#include "support/TestSupport.h"
 
 namespace {
 
@@ -40,6 +25,11 @@ size_t count(const std::string& text, const std::string& what) {
   size_t n = 0;
   for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
   return n;
+}
+QlgEvent* event(int level, int64_t t) {
+  QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, "boom", 0);
+  e->time = t;
+  return e;
 }
 std::string run(const std::string& cmd) {
   std::string out;
@@ -61,18 +51,15 @@ class FFDCTest : public ::testing::Test {
     ardeltest::registerRecorder();
     ardeltest::seen().clear();
     base = dir.file("ffdc");
-    recorder = QlgObject_create("ffdc.rec", "test_recorder");
-    filter = QlgObject_create("ffdc.test.errors", "qlg_levelfilter");
-    QlgObject_storeProperty(filter, "level", "ERROR");
-    /* Source files: a binary one, a text one. */
+    objects = {QlgObject_create("ffdc.rec", "test_recorder"), QlgObject_create("ffdc.test.errors", "qlg_levelfilter")};
+    QlgObject_storeProperty(objects[1], "level", "ERROR");
+    // Source files: a binary one, a text one.
     src1 = dir.write("a.bin", std::string("\0\x01\xff zip\r\n", 9) + std::string(3000, 'x'));
     src2 = dir.write("b.log", "second file\n");
     day = base + "/" + dayOf(kTime);
   }
   void TearDown() override {
-    for (QlgObject* o : objects) QlgObject_release(o);
-    QlgObject_release(filter);
-    QlgObject_release(recorder);
+    for (auto o = objects.rbegin(); o != objects.rend(); ++o) QlgObject_release(*o);
   }
   static std::string dayOf(int64_t ms) {
     time_t s = (time_t)(ms / 1000);
@@ -92,19 +79,16 @@ class FFDCTest : public ::testing::Test {
     return h;
   }
   QlgObject* copier(const Props& props) { return handler("qlg_ffdc_filecopy_handler", props); }
-  /* Publishes one event; what the toolkit reported on standard error. */
+  // Publishes one event; what the toolkit reported on standard error.
   static std::string publish(QlgObject* h, int level = 6000, int64_t t = kTime) {
     CaptureFd err(2);
-    QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, "boom", 0);
-    e->time = t;
+    QlgEvent* e = event(level, t);
     h->cls->slots.handler.publish(h, e);
     QlgEvent_free(e);
     return err.text();
   }
   TempDir dir;
   std::string base, day, src1, src2;
-  QlgObject* filter = nullptr;
-  QlgObject* recorder = nullptr;
   std::vector<QlgObject*> objects;
 };
 
@@ -145,22 +129,20 @@ TEST_F(FFDCTest, StartReportsMissingFilterAndBaseDirOnce) {
   QlgObject* h = QlgObject_create("ffdc.test.bare", "qlg_ffdc_filecopy_handler");
   objects.push_back(h);
   std::string first = publish(h);
-  EXPECT_EQ(count(first, "QLGFF0011E"), 1u);
-  EXPECT_EQ(count(first, "QLGFF0012E"), 1u);
+  EXPECT_TRUE(count(first, "QLGFF0011E") == 1 && count(first, "QLGFF0012E") == 1) << first;
   EXPECT_EQ(publish(h), "");
   EXPECT_EQ(ardeltest::seen().size(), 0u);  /* no listeners configured */
 }
 
 TEST_F(FFDCTest, TriggerFollowsFilterAndRepeatTime) {
-  /* Event (level, time) -> triggered; repeat time 60000 ms. */
+  // Event (level, time) -> triggered; repeat time 60000 ms.
   struct { int level; int64_t t; int want; } events[] = {
       {6000, 1000, 1}, {6000, 30000, 0}, {5000, 70000, 0}, {6000, 61000, 0}, {6000, 61001, 1},
       {6000, 61001, 0}, {6000, 121002, 1}};
   QlgObject* h = handler("qlg_ffdc_trigger_handler", {{"triggerRepeatTime", "60000"}});
   h->cls->slots.handler.open(h);
   for (const auto& e : events) {
-    QlgEvent* ev = QlgEvent_createTagged(e.level, nullptr, 0, 0, "x", 0);
-    ev->time = e.t;
+    QlgEvent* ev = event(e.level, e.t);
     EXPECT_EQ(QlgFFDCTrigger_isTriggered(h, ev), e.want) << e.level << "@" << e.t;
     QlgEvent_free(ev);
   }
@@ -169,14 +151,13 @@ TEST_F(FFDCTest, TriggerFollowsFilterAndRepeatTime) {
 TEST_F(FFDCTest, OneDatedDirectoryPerEventSharedByAllActions) {
   QlgObject* h = handler("qlg_ffdc_trigger_handler", {});
   h->cls->slots.handler.open(h);
-  QlgEvent* ev = QlgEvent_createTagged(6000, nullptr, 0, 0, "x", 0);
-  ev->time = kTime;
+  QlgEvent* ev = event(6000, kTime);
   char* first = QlgFFDCTrigger_getFFDCDir(h, ev);
   char* again = QlgFFDCTrigger_getFFDCDir(h, ev);
   EXPECT_EQ(std::string(first ? first : ""), day + "/");
   EXPECT_STREQ(again, first);
   EXPECT_TRUE(exists(day));
-  /* An "ffdcDir" pointing outside the tree is not followed. */
+  // An "ffdcDir" pointing outside the tree is not followed.
   QlgEvent_addStringProperty(ev, QLG_PROP_FFDCDIR, (base + "/../elsewhere/").c_str());
   char* third = QlgFFDCTrigger_getFFDCDir(h, ev);
   EXPECT_STREQ(third, first);
@@ -201,8 +182,7 @@ TEST_F(FFDCTest, ZipModeRunsRealZipAndArchiveHoldsTheBytes) {
   EXPECT_EQ(count(err, "QLGFF0062W"), 1u) << err;
   std::string archive = day + "/capture.zip";
   EXPECT_EQ(run("unzip -Z1 '" + archive + "'"), "a.bin\nb.log\n");
-  EXPECT_EQ(run("unzip -p '" + archive + "' a.bin"), readFile(src1));
-  EXPECT_EQ(run("unzip -p '" + archive + "' b.log"), readFile(src2));
+  EXPECT_EQ(run("unzip -p '" + archive + "' a.bin") + run("unzip -p '" + archive + "' b.log"), readFile(src1) + readFile(src2));
   EXPECT_EQ(ardeltest::seen().size(), 1u);
 }
 
@@ -215,20 +195,19 @@ TEST_F(FFDCTest, ZipThatMakesNoArchiveOrHangsIsReportedAndEnded) {
     QlgObject* h = copier({{"filesToCopy", src2}, {"zipFileName", "z" + std::to_string(&c - cases)},
                            {"zipCmdPath", c.cmd}, {"zipTimeout", "200"}});
     std::string err = publish(h);
-    EXPECT_EQ(count(err, c.expect), 1u) << err;
-    EXPECT_EQ(count(err, "QLGFF0064E"), 1u) << err;
+    EXPECT_TRUE(count(err, c.expect) == 1 && count(err, "QLGFF0064E") == 1) << err;
   }
   EXPECT_EQ(ardeltest::seen().size(), 2u);
 }
 
 TEST_F(FFDCTest, QuotaPoliciesWithSmallLimit) {
-  /* 1200 bytes in the tree, limit 1000, first warning at 500, 12 bytes needed. */
-  /* Messages 160 and 154 print the maximum times 1024, 161 and 155 as it is. */
+  // 1200 bytes in the tree, limit 1000, first warning at 500, 12 bytes needed.
+  // Messages 160 and 154 print the maximum times 1024, 161 and 155 as it is.
   struct { const char *policy; bool copied; const char *message, *detail; std::vector<bool> left; } cases[] = {
       {"QUOTA_IGNORE", true, "QLGFF0060W", "space, 1024000 bytes. The current space used is 1200",
        {true, true, true}},
       {"QUOTA_SUSPEND", false, "QLGFF0061E", "is 1200 bytes and the", {true, true, true}},
-      /* Newest first: the two most recent go, the oldest stays. */
+      // Newest first: the two most recent go, the oldest stays.
       {"QUOTA_AUTODELETE", true, "QLGFF0015I", "space, 1000. This is approximately 700 bytes",
        {true, false, false}}};
   for (const auto& c : cases) {
@@ -249,8 +228,8 @@ TEST_F(FFDCTest, QuotaPoliciesWithSmallLimit) {
 
 TEST_F(FFDCTest, NothingOutsideTheBaseDirectoryIsWrittenOrDeleted) {
   std::string outside = dir.write("outside.txt", std::string(5000, 's'));
-  /* Planted in the tree: a link to an outside file under a capture's name,
-     a link to the outside directory, a link where the archive goes. */
+  // Planted in the tree: a link to an outside file under a capture's name,
+  // a link to the outside directory, a link where the archive goes.
   mkdir(base.c_str(), 0700);
   mkdir(day.c_str(), 0700);
   std::string real = dir.write("ffdc/real.bin", std::string(400, 'r'));
@@ -272,7 +251,7 @@ TEST_F(FFDCTest, NothingOutsideTheBaseDirectoryIsWrittenOrDeleted) {
   EXPECT_TRUE(exists(src1) && exists(src2));
   EXPECT_FALSE(exists(real));  /* the quota deleted inside the tree only */
   EXPECT_FALSE(exists(base + "/up.zip") || exists(dir.file("up.zip")) || exists(dir.file("abs.zip")));
-  /* A link in place of the day's directory stops the capture (QLGFF0013E). */
+  // A link in place of the day's directory stops the capture (QLGFF0013E).
   std::string elsewhere = dir.file("elsewhere");
   mkdir(elsewhere.c_str(), 0700);
   run("rm -rf '" + day + "'");

@@ -1,28 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * qlg_tashandler: the packet as the server reads it (layout, byte order,
- * level rules, logger-name and tag dashes, truncation, sequence), the
- * refusals of a ring header that points outside the mapping, the bounded
- * wait on a full ring, the reports, and the whole road through
- * ardel-tas-reader running as a second process, at full speed.
- */
-#include <gtest/gtest.h>
-
+// qlg_tashandler: the packet as the server reads it (layout, byte order,
+// level rules, logger-name and tag dashes, truncation, sequence), the
+// refusals of a ring header that points outside the mapping, the bounded
+// wait on a full ring, the reports, and the whole road through
+// ardel-tas-reader running as a second process, at full speed.
 #include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include <ardel/QlgEvent.h>
-#include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
 #include "handlers/QlgTASHandler.h"
 #include "support/Recorder.h"
-#include "support/TestSupport.h"
 
 extern char** environ;
 
@@ -32,13 +18,13 @@ using ardeltest::CaptureFd;
 using ardeltest::readFile;
 using ardeltest::TempDir;
 
-/* A ring name of this run alone, so that parallel runs never meet. */
+// A ring name of this run alone, so that parallel runs never meet.
 std::string uniqueId() {
   static int serial = 0;
   return "ardel-tas-test-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
 }
 
-/* The server's side made in this process: ring and lock, removed at the end. */
+// The server's side made in this process: ring and lock, removed at the end.
 struct TestRing {
   explicit TestRing(uint32_t n, size_t mapped = 0) : id(uniqueId()) {
     EXPECT_TRUE(CxStatus_isOk(CxMutex_createNamed(&lock, (id + ".s").c_str())));
@@ -61,7 +47,7 @@ struct TestRing {
   CxSharedMem* mem = nullptr;
 };
 
-/* ardel-tas-reader as a child process; its output goes to files. */
+// ardel-tas-reader as a child process; its output goes to files.
 struct Reader {
   explicit Reader(std::vector<std::string> args) {
     args.insert(args.begin(), ARDEL_TAS_READER);
@@ -77,7 +63,7 @@ struct Reader {
     for (int i = 0; i < 500 && readFile(dir.file("err")).find("ready") == std::string::npos; i++)
       usleep(10000);
   }
-  /* Ends the reader with sig; its standard output, one entry per line. */
+  // Ends the reader with sig; its standard output, one entry per line.
   std::vector<std::string> stop(int sig = SIGTERM) {
     kill(pid, sig);
     int status = -1;
@@ -98,17 +84,17 @@ class TASHandlerTest : public ::testing::Test {
   void TearDown() override { QlgObject_release(handler_); }
   QlgObject* make(const std::string& ipcId, std::vector<std::pair<const char*, const char*>> props = {}) {
     static int serial = 0;
+    QlgObject_release(handler_);
     handler_ = QlgObject_create(("test.tas" + std::to_string(++serial)).c_str(), "qlg_tashandler");
     for (const auto& p : props) QlgObject_storeProperty(handler_, p.first, p.second);
     QlgObject_storeProperty(handler_, "IPCID", ipcId.c_str());
     return handler_;
   }
-  void publish(int level, const std::string& text, const char* file = nullptr,
-               const char* function = nullptr, int line = 0) {
+  void publish(int level, const std::string& text, const char* file = nullptr, const char* function = nullptr,
+               int line = 0) {
     QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, text.c_str(), 0);
     e->time = 0x123456789abLL;
-    if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file);
-    if (file) QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
+    if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file), QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
     if (function) QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, function);
     handler_->cls->slots.handler.publish(handler_, e);
     QlgEvent_free(e);
@@ -127,7 +113,7 @@ TEST_F(TASHandlerTest, PacketIsLaidOutInNetworkByteOrder) {
   EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), expected.size());
 }
 
-/* What reaches the reader, as JSON lines, for each rule of the packet. */
+// What reaches the reader, as JSON lines, for each rule of the packet.
 TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
   std::string id = uniqueId();
   Reader reader({"--json", "--size", "4096", id});
@@ -142,8 +128,8 @@ TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
   ASSERT_EQ(lines.size(), 2u);
   for (size_t i = 0; i < 2; i++) EXPECT_NE(lines[i].find(cases[i].expected), std::string::npos) << lines[i];
   CxSharedMem* gone = nullptr;
-  EXPECT_EQ(CxSharedMem_open(&gone, id.c_str()).code, ENOENT) << "the reader removes the ring it made";
   CxMutex* lock = nullptr;
+  EXPECT_EQ(CxSharedMem_open(&gone, id.c_str()).code, ENOENT) << "the reader removes the ring it made";
   EXPECT_EQ(CxMutex_openNamed(&lock, (id + ".s").c_str()).code, ENOENT) << "and its lock";
 }
 
@@ -161,8 +147,8 @@ TEST_F(TASHandlerTest, ReaderAttachedToAnExistingRingLeavesItInPlace) {
   CxSharedMem_close(&still);
 }
 
-/* A cut text still carries the marker and the sequence text; being
-   longer than N - 1024 it is then refused, so the packet built is checked. */
+// A cut text still carries the marker and the sequence text; being
+// longer than N - 1024 it is then refused, so the packet built is checked.
 TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
   ardeltest::inChild([] {
     ASSERT_TRUE(QlgToolkit_initialize(nullptr));
@@ -189,7 +175,7 @@ TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
   });
 }
 
-/* A header written by a hostile or broken server is refused, never followed. */
+// A header written by a hostile or broken server is refused, never followed.
 TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne) {
   struct Case { const char* what; uint32_t n; size_t mapped; uint32_t read, write; size_t textLength; };
   const Case cases[] = {
@@ -210,8 +196,6 @@ TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne
                               "Server. The error code is -1."), std::string::npos) << c.what;
     EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), c.write) << c.what;
     EXPECT_EQ(ring.ringBytes(), std::string(CxSharedMem_size(ring.mem) - 64, '\0')) << c.what;
-    QlgObject_release(handler_);
-    handler_ = nullptr;
   }
 }
 
@@ -241,8 +225,8 @@ TEST_F(TASHandlerTest, FullRingIsWaitedOnBrieflyThenTheMessageDropped) {
   EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), 1000u);
 }
 
-/* Writer and reader at full speed through a small ring: every packet
-   arrives once, whole and in order, across many wrap-arounds. */
+// Writer and reader at full speed through a small ring: every packet
+// arrives once, whole and in order, across many wrap-arounds.
 TEST_F(TASHandlerTest, HundredThousandPacketsThroughTheReaderArriveIntact) {
   const int kPackets = 100000;
   std::string id = uniqueId();

@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * The class table against the toolkit it describes and the reference
- * generated from it: every class the toolkit registers is in the table
- * with its kind and in its order, and docs/classes.md is the table's
- * current output.
- */
-#include <ardel/QlgMem.h>
+// The class table against the toolkit it describes and the reference
+// generated from it: every class the toolkit registers is in the table
+// with its kind and in its order, and docs/classes.md is the table's
+// current output.
 #include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
 
 #include <set>
-#include <string>
 #include <vector>
 
 #include "ClassTable.h"
@@ -46,7 +41,7 @@ TEST(ClassTable, RegisteredClassesAppearWithTheirKindInRegistrationOrder) {
         registered.push_back(name);
         QlgMem_free(name);
       }
-      /* Classes still being built are in the table before the toolkit has them. */
+      // Classes still being built are in the table before the toolkit has them.
       for (size_t i = 0; i < count; ++i)
         if (classes[i].kind == kind && QlgClass_find(classes[i].name))
           described.push_back(classes[i].name);

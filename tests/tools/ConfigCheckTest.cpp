@@ -1,14 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/*
- * The configuration checker: each small file is read and checked, and the
- * report must name exactly the expected lines with the expected complaint;
- * a clean file gives no report and exit status 0.
- */
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <string>
-
+// The configuration checker: each small file is read and checked, and the
+// report must name exactly the expected lines with the expected complaint;
+// a clean file gives no report and exit status 0.
 #include "Checker.h"
 #include "support/TestSupport.h"
 
@@ -16,44 +9,28 @@ using namespace ardeltest;
 
 namespace {
 
-/* The checker's report for content, with the file's path cut off each line. */
+// The checker's report for content, with the file's path cut off each line.
 std::string reportFor(const TempDir& dir, const std::string& content, int* findings) {
   std::string path = dir.write("check.properties", content);
   std::string out = dir.file("report");
   FILE* f = std::fopen(out.c_str(), "w");
   *findings = Checker_check(path, f);
   std::fclose(f);
-  std::string text = readFile(out), result;
-  for (size_t at = 0; at < text.size();) {
-    size_t end = text.find('\n', at);
-    std::string line = text.substr(at, end - at);
-    if (line.compare(0, path.size() + 1, path + ":") == 0) line = line.substr(path.size() + 1);
-    result += line + "\n";
-    at = end + 1;
-  }
-  return result;
+  std::string text = readFile(out);
+  for (size_t at = 0; (at = text.find(path + ":", at)) != std::string::npos;) text.erase(at, path.size() + 1);
+  return text;
 }
 
+// Ten lines: a logger, a filter and a handler; handlers.* passes maxFiles down.
 const char kGood[] =
-    "# a logger, a filter and a handler; handlers.* passes maxFiles down\n"
-    "app.className=qlg_basiclogger\n"
-    "app.level=warning\n"
-    "app.listenerNames=errors handlers.file\n"
-    "errors.className=qlg_levelfilter\n"
-    "errors.level=ERROR\n"
-    "errors.listenerNames=ardel.stderrHandler\n"
-    "handlers.maxFiles=3\n"
-    "handlers.file.className=qlg_filehandler\n"
-    "handlers.file.maxFileBytes=1048576\n";
+    "# clean\napp.className=qlg_basiclogger\napp.level=warning\napp.listenerNames=errors handlers.file\n"
+    "errors.className=qlg_levelfilter\nerrors.level=ERROR\nerrors.listenerNames=ardel.stderrHandler\n"
+    "handlers.maxFiles=3\nhandlers.file.className=qlg_filehandler\nhandlers.file.maxFileBytes=1048576\n";
 
 }  // namespace
 
 TEST(ConfigCheck, EachMistakeIsReportedAtItsLine) {
-  struct Case {
-    const char* what;
-    std::string content;
-    std::string report; /* "line: text" lines, in line order */
-  } cases[] = {
+  struct Case { const char* what; std::string content, report; /* "line: text" lines, in line order */ } cases[] = {
       {"a clean file", kGood, ""},
       {"unknown level names read as -9999", std::string(kGood) + "errors.level=TRACE\n",
        "11: errors.level: 'TRACE' is not a level name (FATAL ERROR WARN INFO DEBUG_MIN DEBUG_MID "
@@ -97,9 +74,11 @@ TEST(ConfigCheck, TheProgramExitsWithTheVerdict) {
   TempDir dir;
   std::string good = dir.write("good.properties", kGood);
   std::string bad = dir.write("bad.properties", "app.className=qlg_basiclogger\napp.level=TRACE\n");
-  std::string tool = ARDEL_CONFIG_TOOL;
-  EXPECT_EQ(std::system((tool + " check " + good + " >/dev/null").c_str()), 0);
-  EXPECT_EQ(WEXITSTATUS(std::system((tool + " check " + bad + " >/dev/null").c_str())), 1);
-  EXPECT_EQ(WEXITSTATUS(std::system((tool + " check " + dir.file("missing") + " >/dev/null").c_str())), 1);
-  EXPECT_EQ(WEXITSTATUS(std::system((tool + " frobnicate 2>/dev/null").c_str())), 2);
+  auto run = [](const std::string& args) {
+    return WEXITSTATUS(std::system((ARDEL_CONFIG_TOOL " " + args + " >/dev/null 2>&1").c_str()));
+  };
+  EXPECT_EQ(run("check " + good), 0);
+  EXPECT_EQ(run("check " + bad), 1);
+  EXPECT_EQ(run("check " + dir.file("missing")), 1);
+  EXPECT_EQ(run("frobnicate"), 2);
 }

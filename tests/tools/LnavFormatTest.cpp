@@ -2,11 +2,6 @@
 // The lnav formats in contrib/: files the library wrote in the basic and the
 // trace line formats must be recognised by lnav (headless), with the level,
 // message ID and source location of every record parsed back.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-
 #include <ardel/QlgToolkit.h>
 #include <ardel/log.h>
 
@@ -38,12 +33,7 @@ TEST(LnavFormats, RecordsTheLibraryWroteReadBackFieldByField) {
   std::string lnav = "HOME=" + dir.path() + " lnav";
   ASSERT_EQ(std::system((lnav + " -i " ARDEL_SOURCE_DIR "/contrib/lnav/ardel.json >/dev/null 2>&1").c_str()), 0);
   std::string l = std::to_string(line), l2 = std::to_string(line + 1), l3 = std::to_string(line + 2);
-  struct Case {
-    const char* table;
-    std::string columns;
-    const char* file;
-    std::string expected;
-  } cases[] = {
+  struct Case { const char* table; std::string columns; const char* file; std::string expected; } cases[] = {
       {"ardel_basic_log", "log_level, msgid, line", "basic.log",
        "error,QLGTS0001E," + l + "\nwarning,QLGTS0002W," + l2 + "\ninfo,<NULL>," + l3 + "\n"},
       {"ardel_trace_log", "log_level, msgid, source LIKE '%LnavFormatTest.cpp:%(' || " + l + " || ')'",
