@@ -10,6 +10,7 @@
 #include "nls/NlsTestSupport.h"
 #include "nls/QlgCodeset.h"
 #include "nls/QlgNls.h"
+#include "platform/CxCharset.h"
 
 namespace {
 
@@ -66,6 +67,12 @@ TEST(Codeset, ConvertsBothWaysAndWritesQuestionMarksForTheInexpressible) {
   uint32_t wide[8];
   EXPECT_EQ(QlgCodeset_toWide(latin, "a\xE9", -1, wide, 8), 2);
   EXPECT_EQ(wide[1], 0xE9u);
+  EXPECT_EQ(QlgCodeset_toWide(latin, "a", -1, wide, 0), 0);  // no room: nothing written
+  EXPECT_EQ(QlgCodeset_toWide(latin, "a", -1, nullptr, 8), 0);
+  EXPECT_EQ(wide[0], 0x61u);
+  char name[4] = "xyz";
+  EXPECT_EQ(CxCharset_localeCodeset(name, 0), 0);
+  EXPECT_STREQ(name, "xyz");
   char small[4];
   EXPECT_EQ(QlgCodeset_convert(QlgCodeset_utf8(), "ab\xC3\xA9", -1, small, sizeof small), 2)
       << "cut before a character that does not fit whole";
