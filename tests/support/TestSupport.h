@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Helpers shared by the test suites: running a test body in a child process
-// (the toolkit's state is process-wide, so a test that needs a fresh toolkit
-// runs in its own process), capturing what a body writes to standard error
+// Helpers shared by the test suites, POSIX version: running a test body or a
+// worker in a forked child (the toolkit's state is process-wide, so a test
+// that needs a fresh toolkit runs in its own process), capturing what a body writes to standard error
 // or standard output, temporary directories with small files, and the sweep
 // that fails every allocation of an operation in turn.
 #ifndef ARDEL_TESTS_SUPPORT_H
@@ -21,29 +21,7 @@
 #include <sstream>
 #include <string>
 
-#include <ardel/QlgMem.h>
-
-#include "util/QlgMemTest.h"
-
 namespace ardeltest {
-
-// Runs body in a forked child; gtest failures inside it fail this test.
-inline void inChild(const std::function<void()>& body) {
-  std::fflush(stdout);
-  std::fflush(stderr);
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    body();
-    std::fflush(stdout);
-    std::fflush(stderr);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status)) << "child ended by signal " << WTERMSIG(status);
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "the child process reported failures (see above)";
-}
 
 inline std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -113,5 +91,37 @@ class CaptureFd {
 }  // namespace ardeltest
 
 #include "support/TestCommon.h"
+
+namespace ardeltest {
+
+// A file removed while a process holds it open leaves its directory at once
+// (on Windows see the Windows version).
+inline constexpr bool kRemovedOpenFileVanishes = true;
+// Records per writer process in the multi-process soak tests, and the size
+// at which their shared file rolls over.
+inline constexpr int kSoakRecords = 20000, kSoakFileBytes = 32768;
+
+// Runs body in a forked child; gtest failures inside it fail this test.
+inline void inChild(const std::function<void()>& body) {
+  std::fflush(nullptr);
+  CxProcess child{};
+  child.id = fork();
+  if (child.id == 0) {
+    body();
+    std::fflush(nullptr);
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  EXPECT_EQ(finishWorker(child, time(nullptr) + 600), 0) << "the child process failed (see above)";
+}
+
+inline CxProcess startWorker(WorkerBody body, const std::string& arg) {
+  std::fflush(nullptr);
+  CxProcess child{};
+  child.id = fork();
+  if (child.id == 0) _exit(body(arg));
+  return child;
+}
+
+}  // namespace ardeltest
 
 #endif

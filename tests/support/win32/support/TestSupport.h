@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The Windows build's test helpers, with the interface of the POSIX ones:
+ * The Windows build's test helpers, with the interface of the POSIX ones.
  * Windows has no fork, so a body that needs a fresh process runs in a new
- * start of this test program, limited to the current test; the environment
- * variable ARDEL_TEST_CHILD tells that run which of the test's inChild
- * bodies (counted from 1) it runs in place; the others it passes over.
+ * start of this test program, limited to the current test.  In that run
+ * the environment variable ARDEL_TEST_CHILD tells which of the test's
+ * inChild bodies (counted from 1) to run in place; the others it passes
+ * over.  ARDEL_TEST_WORKER names a worker, run with ARDEL_TEST_ARG before
+ * any test, its result being the run's exit code.
  */
 #ifndef ARDEL_TESTS_SUPPORT_H
 #define ARDEL_TESTS_SUPPORT_H
@@ -22,64 +24,10 @@
 #include <functional>
 #include <sstream>
 #include <string>
-
-#include "platform/CxProcess.h"
+#include <utility>
+#include <vector>
 
 namespace ardeltest {
-
-/* The body number this run is for, 0 in the parent run. */
-inline int childBody() {
-  const char* v = std::getenv("ARDEL_TEST_CHILD");
-  return v ? std::atoi(v) : 0;
-}
-
-/* Number of the current inChild call within the running test. */
-inline int nextBodyNumber() {
-  static const ::testing::TestInfo* test = nullptr;
-  static int count = 0;
-  const ::testing::TestInfo* now = ::testing::UnitTest::GetInstance()->current_test_info();
-  if (now != test) {
-    test = now;
-    count = 0;
-  }
-  return ++count;
-}
-
-/* Starts this program again for the current test only, through the
-   platform layer's process start; returns the child's exit code (-1 when
-   it could not be started or waited for). */
-inline int runThisTestInChild(int body) {
-  char self[MAX_PATH + 1];
-  DWORD n = GetModuleFileNameA(nullptr, self, sizeof self);
-  if (n == 0 || n >= sizeof self) return -1;
-  self[n] = '\0';
-  const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::string filter = std::string("--gtest_filter=") + t->test_suite_name() + "." + t->name();
-  std::string brief = "--gtest_brief=1";
-  char* args[] = {&filter[0], &brief[0], nullptr};
-  _putenv_s("ARDEL_TEST_CHILD", std::to_string(body).c_str());
-  CxProcess child{};
-  CxStatus s = CxProcess_start(&child, self, args);
-  _putenv("ARDEL_TEST_CHILD=");
-  if (!CxStatus_isOk(s)) return -1;
-  CxExitInfo info{};
-  s = CxProcess_wait(&child, &info, 1);
-  CxProcess_close(&child);
-  return CxStatus_isOk(s) && info.exited ? info.exitCode : -1;
-}
-
-/* Runs body in a fresh process; gtest failures inside it fail this test. */
-inline void inChild(const std::function<void()>& body) {
-  std::fflush(stdout);
-  std::fflush(stderr);
-  int number = nextBodyNumber();
-  int wanted = childBody();
-  if (wanted != 0) {
-    if (wanted == number) body();
-    return;
-  }
-  EXPECT_EQ(runThisTestInChild(number), 0) << "the child process reported failures (see above)";
-}
 
 inline std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -186,5 +134,73 @@ class CaptureFd {
 }  // namespace ardeltest
 
 #include "support/TestCommon.h"
+
+namespace ardeltest {
+
+/* Windows keeps a removed file's name until its last handle closes, and
+   Wine keeps the file fully usable until then, with no sign of the removal
+   on the name or the handle: the removal rules are checked on POSIX alone. */
+inline constexpr bool kRemovedOpenFileVanishes = false;
+/* Under Wine every lock and file call is a round trip to its server, and a
+   rollover renames every backup. */
+inline constexpr int kSoakRecords = 1000, kSoakFileBytes = 8192;
+
+/* Starts this program again for the current test only, with the given
+   environment entries set for it alone; id 0 when it could not start. */
+inline CxProcess startSelf(const std::vector<std::pair<const char*, std::string>>& env) {
+  CxProcess child{};
+  char self[MAX_PATH + 1];
+  DWORD n = GetModuleFileNameA(nullptr, self, sizeof self);
+  if (n == 0 || n >= sizeof self) return child;
+  self[n] = '\0';
+  const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
+  std::string filter = std::string("--gtest_filter=") + t->test_suite_name() + "." + t->name();
+  std::string brief = "--gtest_brief=1";
+  char* args[] = {&filter[0], &brief[0], nullptr};
+  for (const auto& e : env) _putenv_s(e.first, e.second.c_str());
+  std::fflush(nullptr);
+  if (!CxStatus_isOk(CxProcess_start(&child, self, args))) child.id = 0;
+  for (const auto& e : env) _putenv_s(e.first, "");
+  return child;
+}
+
+/* Runs body in a fresh process; gtest failures inside it fail this test. */
+inline void inChild(const std::function<void()>& body) {
+  static const ::testing::TestInfo* test = nullptr;
+  static int count = 0;
+  const ::testing::TestInfo* now = ::testing::UnitTest::GetInstance()->current_test_info();
+  count = now == test ? count + 1 : 1;
+  test = now;
+  const char* wanted = std::getenv("ARDEL_TEST_CHILD");
+  if (wanted && *wanted) {
+    if (std::atoi(wanted) == count) body();
+    return;
+  }
+  CxProcess child = startSelf({{"ARDEL_TEST_CHILD", std::to_string(count)}});
+  EXPECT_EQ(finishWorker(child, time(nullptr) + 600), 0) << "the child process failed (see above)";
+}
+
+inline CxProcess startWorker(WorkerBody body, const std::string& arg) {
+  for (const auto& w : workerTable())
+    if (w.second == body) return startSelf({{"ARDEL_TEST_WORKER", w.first}, {"ARDEL_TEST_ARG", arg}});
+  ADD_FAILURE() << "worker not declared with ARDEL_TEST_WORKER";
+  return CxProcess{};
+}
+
+/* A run started for a worker runs it before any test and ends there. */
+class WorkerRun : public ::testing::Environment {
+  void SetUp() override {
+    const char* name = std::getenv("ARDEL_TEST_WORKER");
+    if (!name || !*name) return;
+    const char* arg = std::getenv("ARDEL_TEST_ARG");
+    auto it = workerTable().find(name);
+    int code = it == workerTable().end() ? 127 : it->second(arg ? arg : "");
+    std::fflush(nullptr);
+    _exit(code);
+  }
+};
+inline ::testing::Environment* const workerRun = ::testing::AddGlobalTestEnvironment(new WorkerRun);
+
+}  // namespace ardeltest
 
 #endif
