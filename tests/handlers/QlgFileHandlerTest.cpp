@@ -18,6 +18,7 @@
 
 #include <ardel/QlgMem.h>
 #include "handlers/FileHandlerFixture.h"
+#include "handlers/QlgMultiProcFileHandler.h"
 #include "platform/CxFile.h"
 #include "util/QlgMemTest.h"
 
@@ -270,38 +271,35 @@ TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecor
 
 /* ---- robustness ---- */
 
-TEST_F(FileHandlerTest, NullArgumentsAndForeignObjectsAreIgnored) {
+TEST_F(FileHandlerTest, NullArgumentsAndForeignObjectsAreIgnoredByBothClasses) {
   QlgFileHandler_publish(nullptr, nullptr);
+  QlgMPFileHandler_publish(nullptr, nullptr);
   QlgFileHandler_open(nullptr);
+  QlgMPFileHandler_open(nullptr);
   QlgFileHandler_close(nullptr);
+  QlgMPFileHandler_close(nullptr);
   QlgFileHandler_propertyChanged(nullptr, "fileName");
   QlgFileHandler_setFileName("x.log", nullptr);
   QlgFileHandler_rollover(nullptr);
+  QlgMPFileHandler_rollover(nullptr);
+  QlgMPFileHandler_copyTruncate(nullptr);
   QlgFileHandler_destroy(nullptr);
   QlgObject* rec = make("notafile", "test_recorder");
   EXPECT_EQ(QlgFileHandler_data(rec), nullptr);
   QlgFileHandler_open(rec);
-  QlgObject* h = handler({{"fileName", dir_.file("n.log")}});
-  h->cls->propertyChanged(h, nullptr);
-  QlgFileHandler_publish(h, nullptr);
-  EXPECT_EQ(QlgFileHandler_data(h)->isOpen, 0);
-  EXPECT_FALSE(exists(dir_.file("n.log")));
+  for (const char* cls : {"qlg_filehandler", "qlg_multiproc_filehandler"}) {
+    QlgObject* h = handler({{"fileName", dir_.file(std::string(cls) + ".log")}}, false, cls);
+    h->cls->propertyChanged(h, nullptr);
+    h->cls->slots.handler.publish(h, nullptr);
+    EXPECT_EQ(QlgFileHandler_data(h)->isOpen, 0);
+    EXPECT_FALSE(exists(dir_.file(std::string(cls) + ".log")));
+  }
 }
 
 TEST(FileHandlerMemory, EveryAllocationFailureInCreateGivesNullWithoutLeaks) {
-  QlgMem_failAt(0);
-  void* d = QlgFileHandler_create();
-  long n = QlgMem_allocCount();
-  ASSERT_NE(d, nullptr);
-  QlgFileHandler_destroy(d);
-  for (long i = 1; i <= n; i++) {
-    QlgMem_failAt(i);
-    void* r = QlgFileHandler_create();
-    EXPECT_TRUE(QlgMem_failed()) << i;
-    EXPECT_EQ(r, nullptr) << "a half-built name must not yield a handler: " << i;
-    QlgFileHandler_destroy(r);
-  }
-  QlgMem_failAt(0);
+  void* d = nullptr;
+  ardeltest::sweepAllocations([&] { QlgFileHandler_destroy(d); }, [&] { d = QlgFileHandler_create(); },
+                              [&](long) { EXPECT_EQ(d, nullptr) << "a half-built name must not yield a handler"; });
 }
 
 }  // namespace

@@ -21,7 +21,6 @@
 #include <vector>
 
 #include <ardel/QlgLogger.h>
-#include "handlers/QlgMultiProcFileHandler.h"
 #include "handlers/FileHandlerFixture.h"
 #include "platform/CxFile.h"
 
@@ -124,17 +123,6 @@ TEST_F(MPFileHandlerTest, FileThatCannotBeOpenedKeepsTheEventFromListeners) {
   log(h, {"kept"});
   EXPECT_EQ(readFile(blocker + "/sub//m.log"), "kept\n");
   EXPECT_EQ(ardeltest::seen().size(), 1u);
-}
-
-TEST_F(MPFileHandlerTest, NullArgumentsAreIgnored) {
-  QlgMPFileHandler_publish(nullptr, nullptr);
-  QlgMPFileHandler_open(nullptr);
-  QlgMPFileHandler_close(nullptr);
-  QlgMPFileHandler_rollover(nullptr);
-  QlgMPFileHandler_copyTruncate(nullptr);
-  QlgObject* h = handler({{"fileName", dir_.file("n.log")}});
-  QlgMPFileHandler_publish(h, nullptr);
-  EXPECT_FALSE(exists(dir_.file("n.log")));
 }
 
 /* What logrotate and tidy users do to a shared file: every writer notices

@@ -1,14 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // The helpers that need no operating system of their own, shared by the
 // POSIX and the Windows versions of TestSupport.h (included after their
-// CaptureFd, before their inChild and startWorker).
+// makeTempDir, removeTree and kBinaryFile, before their inChild and
+// startWorker): whole files read and written, temporary directories with
+// small files, capturing what a body writes to standard error or output,
+// the sweep that fails every allocation of an operation in turn, and
+// worker processes.
 #ifndef ARDEL_TESTS_COMMON_H
 #define ARDEL_TESTS_COMMON_H
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <functional>
 #include <map>
+#include <sstream>
 #include <string>
 
 #include <ardel/QlgMem.h>
@@ -17,6 +26,70 @@
 #include "util/QlgMemTest.h"
 
 namespace ardeltest {
+
+inline std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+inline void writeFile(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+}
+
+// A temporary directory removed (with its contents) when it goes out of scope.
+class TempDir {
+ public:
+  TempDir() : path_(makeTempDir()) {}
+  ~TempDir() {
+    if (!path_.empty()) removeTree(path_);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  bool ok() const { return !path_.empty(); }
+  const std::string& path() const { return path_; }
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+  std::string write(const std::string& name, const std::string& content) const {
+    writeFile(file(name), content);
+    return file(name);
+  }
+
+ private:
+  std::string path_;
+};
+
+// Captures everything written to one file descriptor (1 or 2) while alive.
+class CaptureFd {
+ public:
+  explicit CaptureFd(int fd) : fd_(fd) {
+    std::fflush(fd == 1 ? stdout : stderr);
+    path_ = dir_.file("captured");
+    int f = open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | kBinaryFile, 0600);
+    saved_ = dup(fd_);
+    dup2(f, fd_);
+    close(f);
+  }
+  ~CaptureFd() { stop(); }
+  std::string text() {
+    stop();
+    return readFile(path_);
+  }
+
+ private:
+  void stop() {
+    if (saved_ < 0) return;
+    std::fflush(fd_ == 1 ? stdout : stderr);
+    dup2(saved_, fd_);
+    close(saved_);
+    saved_ = -1;
+  }
+  TempDir dir_;
+  int fd_;
+  int saved_ = -1;
+  std::string path_;
+};
 
 // A status's origin and code as "o code", for one comparison per call.
 #define STATUS_OF(call) ardeltest::statusOf(call)

@@ -20,116 +20,34 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <functional>
-#include <sstream>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace ardeltest {
 
-inline std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-inline void writeFile(const std::string& path, const std::string& content) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << content;
-}
-
-/* Removes a directory and everything below it. */
+/* Removes a directory and everything below it, read-only files included. */
 inline void removeTree(const std::string& dir) {
-  WIN32_FIND_DATAA d;
-  HANDLE h = FindFirstFileA((dir + "\\*").c_str(), &d);
-  if (h != INVALID_HANDLE_VALUE) {
-    do {
-      std::string n = d.cFileName;
-      if (n == "." || n == "..") continue;
-      std::string p = dir + "\\" + n;
-      if (d.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-        removeTree(p);
-      } else {
-        SetFileAttributesA(p.c_str(), FILE_ATTRIBUTE_NORMAL);
-        DeleteFileA(p.c_str());
-      }
-    } while (FindNextFileA(h, &d));
-    FindClose(h);
-  }
-  RemoveDirectoryA(dir.c_str());
+  std::error_code ec;
+  for (const auto& e : std::filesystem::recursive_directory_iterator(dir, ec))
+    std::filesystem::permissions(e.path(), std::filesystem::perms::owner_write, std::filesystem::perm_options::add, ec);
+  std::filesystem::remove_all(dir, ec);
 }
 
 /* A new directory under the user's temporary folder, written with "/". */
-inline std::string makeTempDir(const char* prefix) {
-  char base[MAX_PATH + 1];
-  DWORD n = GetTempPathA(sizeof base, base);
-  if (n == 0 || n >= sizeof base) return std::string();
+inline std::string makeTempDir() {
   static unsigned counter = 0;
-  for (int attempt = 0; attempt < 100; attempt++) {
-    std::string p = std::string(base) + prefix + std::to_string(GetCurrentProcessId()) + "-" +
-                    std::to_string(++counter);
-    if (CreateDirectoryA(p.c_str(), nullptr)) {
-      for (char& c : p) c = c == '\\' ? '/' : c;
-      return p;
-    }
+  std::error_code ec;
+  std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+  for (int attempt = 0; attempt < 100 && !ec; attempt++) {
+    auto p = base / ("ardel-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
+    if (std::filesystem::create_directory(p, ec)) return p.generic_string();
   }
   return std::string();
 }
 
-/* A temporary directory removed (with its contents) when it goes out of scope. */
-class TempDir {
- public:
-  TempDir() : path_(makeTempDir("ardel-test-")) {}
-  ~TempDir() {
-    if (!path_.empty()) removeTree(path_);
-  }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  bool ok() const { return !path_.empty(); }
-  const std::string& path() const { return path_; }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-  std::string write(const std::string& name, const std::string& content) const {
-    writeFile(file(name), content);
-    return file(name);
-  }
-
- private:
-  std::string path_;
-};
-
-/* Captures everything written to one file descriptor (1 or 2) while alive. */
-class CaptureFd {
- public:
-  explicit CaptureFd(int fd) : fd_(fd) {
-    std::fflush(fd == 1 ? stdout : stderr);
-    path_ = dir_.file("captured");
-    int f = _open(path_.c_str(), _O_RDWR | _O_CREAT | _O_TRUNC | _O_BINARY, _S_IREAD | _S_IWRITE);
-    saved_ = _dup(fd_);
-    _dup2(f, fd_);
-    _close(f);
-  }
-  ~CaptureFd() { stop(); }
-  std::string text() {
-    stop();
-    return readFile(path_);
-  }
-
- private:
-  void stop() {
-    if (saved_ < 0) return;
-    std::fflush(fd_ == 1 ? stdout : stderr);
-    _dup2(saved_, fd_);
-    _close(saved_);
-    saved_ = -1;
-  }
-  TempDir dir_;
-  int fd_;
-  int saved_ = -1;
-  std::string path_;
-};
+inline constexpr int kBinaryFile = _O_BINARY;
 
 }  // namespace ardeltest
 
