@@ -5,23 +5,24 @@
  * guarantees between processes: several writers sharing one file lose no
  * record and split none, and writers killed at any point, in the middle of
  * a rollover included, neither stop the others nor lose or duplicate a
- * record; a copy cut short by a full device is tried again.
+ * record; a file removed or renamed under the writers is opened again.
+ * Writers are processes of their own on every platform (see startWorker).
  */
-#include <signal.h>
 #include <string.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <time.h>
-#include <unistd.h>
 
+#include <chrono>
+#include <filesystem>
+#include <functional>
 #include <map>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <ardel/QlgLogger.h>
-#include "handlers/QlgMultiProcFileHandler.h"
 #include "handlers/FileHandlerFixture.h"
+#include "platform/CxFile.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ using ardeltest::TempDir;
 using fhtest::exists;
 using fhtest::ownKey;
 using fhtest::Props;
+namespace fs = std::filesystem;
 
 class MPFileHandlerTest : public fhtest::FileHandlerFixture {
  protected:
@@ -65,13 +67,12 @@ TEST_F(MPFileHandlerTest, AlwaysAppendsAndAppendingFalseOnlySilencesReports) {
 TEST_F(MPFileHandlerTest, RolloverCopiesIntoBackupOneAndEmptiesTheActiveFileInPlace) {
   QlgObject* h = handler({{"fileName", dir_.file("r.log")}, {"maxFiles", "3"}, {"maxFileBytes", "6"}});
   log(h, {"r1", "r2"});
-  struct stat before;
-  ASSERT_EQ(stat(dir_.file("r.log").c_str(), &before), 0);
+  CxFileId before{}, after{};
+  ASSERT_TRUE(CxStatus_isOk(CxFile_pathId(dir_.file("r.log").c_str(), &before)));
   // 6 bytes reached: rollover first
   EXPECT_EQ(ardeltest::stderrOf([&] { log(h, {"r3"}); }), "") << "a rollover whose copy is written and synced reports nothing";
-  struct stat after;
-  ASSERT_EQ(stat(dir_.file("r.log").c_str(), &after), 0);
-  EXPECT_EQ(before.st_ino, after.st_ino) << "the active file keeps its identity";
+  ASSERT_TRUE(CxStatus_isOk(CxFile_pathId(dir_.file("r.log").c_str(), &after)));
+  EXPECT_EQ(before.inode, after.inode) << "the active file keeps its identity";
   EXPECT_EQ(readFile(dir_.file("r.log")), "r3\n");
   EXPECT_EQ(readFile(dir_.file("r1.log")), "r1\nr2\n");
   log(h, {"r4", "r5", "r6", "r7"});
@@ -93,7 +94,7 @@ TEST_F(MPFileHandlerTest, WithTwoFilesTheBackupIsReplacedAndWithOneNeverMade) {
 }
 
 TEST_F(MPFileHandlerTest, BackupThatCannotBeCreatedPrintsErrOpeningAndStillTruncates) {
-  ASSERT_EQ(mkdir(dir_.file("b1.log").c_str(), 0700), 0); /* backup 1 cannot be opened */
+  ASSERT_TRUE(fs::create_directory(dir_.file("b1.log"))); /* backup 1 cannot be opened */
   QlgObject* h = handler({{"fileName", dir_.file("b.log")}, {"maxFiles", "2"}, {"maxFileBytes", "3"}});
   log(h, {"x1"});
   CaptureFd out(1);
@@ -118,21 +119,32 @@ TEST_F(MPFileHandlerTest, FileThatCannotBeOpenedKeepsTheEventFromListeners) {
     EXPECT_NE(err.text().find("QLGFH0032E Property 'fileName' must be a valid file path"), std::string::npos);
   }
   EXPECT_TRUE(ardeltest::seen().empty());
-  ASSERT_EQ(unlink(blocker.c_str()), 0);
+  ASSERT_TRUE(fs::remove(blocker));
   log(h, {"kept"});
   EXPECT_EQ(readFile(blocker + "/sub//m.log"), "kept\n");
   EXPECT_EQ(ardeltest::seen().size(), 1u);
 }
 
-TEST_F(MPFileHandlerTest, NullArgumentsAreIgnored) {
-  QlgMPFileHandler_publish(nullptr, nullptr);
-  QlgMPFileHandler_open(nullptr);
-  QlgMPFileHandler_close(nullptr);
-  QlgMPFileHandler_rollover(nullptr);
-  QlgMPFileHandler_copyTruncate(nullptr);
-  QlgObject* h = handler({{"fileName", dir_.file("n.log")}});
-  QlgMPFileHandler_publish(h, nullptr);
-  EXPECT_FALSE(exists(dir_.file("n.log")));
+/* What logrotate and tidy users do to a shared file: every writer notices
+   and writes to the path again, directory included. */
+TEST_F(MPFileHandlerTest, FileRemovedOrRenamedIsOpenedAgainAtItsPath) {
+  std::string sub = dir_.file("sub"), path = sub + "/mp.log";
+  struct { const char* what; std::function<void()> act; std::string oldFile; } cases[] = {
+      {"removed", [&] { ASSERT_TRUE(fs::remove(path)); }, ""},
+      {"renamed", [&] { fs::rename(path, dir_.file("moved.log")); }, dir_.file("moved.log")},
+      {"directory removed", [&] { ASSERT_GT(fs::remove_all(sub), 0u); }, ""}};
+  for (auto& c : cases) {
+    if (c.oldFile.empty() && !ardeltest::kRemovedOpenFileVanishes) continue; /* a removal */
+    SCOPED_TRACE(c.what);
+    QlgObject* h = handler({{"fileName", path}});
+    log(h, {"before"});
+    c.act();
+    log(h, {"after"});
+    EXPECT_EQ(readFile(path), "after\n");
+    if (!c.oldFile.empty()) { EXPECT_EQ(readFile(c.oldFile), "before\n"); }
+    close(h);
+    fs::remove(path);
+  }
 }
 
 /* ---- several processes ---- */
@@ -140,19 +152,26 @@ TEST_F(MPFileHandlerTest, NullArgumentsAreIgnored) {
 const int kLineSlack = 64; /* longer than any record line of these tests */
 
 /* A writer process: its own toolkit from the properties file, then
-   `records` log calls through logger "soak". */
-pid_t startWriter(const std::string& props, int writer, int records) {
-  fflush(stdout);
-  fflush(stderr);
-  pid_t pid = fork();
-  if (pid != 0) return pid;
+   `records` log calls through logger "soak"; once its first record is out
+   it leaves the file <properties>.<writer> as a sign of life.  arg:
+   "<writer> <records> <properties>". */
+ARDEL_TEST_WORKER(soakWriter) {
+  int writer = 0, records = 0, at = 0;
+  if (sscanf(arg.c_str(), "%d %d %n", &writer, &records, &at) != 2) return 4;
+  std::string props = arg.substr((size_t)at);
   QlgToolkit_shutdown(); /* drop whatever toolkit the test process had */
-  if (!QlgToolkit_initialize(props.c_str())) _exit(2);
+  if (!QlgToolkit_initialize(props.c_str())) return 2;
   QlgObject* logger = QlgObject_create("soak", nullptr);
-  if (!logger) _exit(3);
-  for (int i = 0; i < records; i++)
+  if (!logger) return 3;
+  for (int i = 0; i < records; i++) {
     QlgLogger_logMin(logger, nullptr, nullptr, 0, "w%1$d r%2$d", QLG_PARM_INT, writer, QLG_PARM_INT, i, 0);
-  _exit(0);
+    if (i == 0) ardeltest::writeFile(props + "." + std::to_string(writer), "");
+  }
+  return 0;
+}
+
+CxProcess startWriter(const std::string& props, int writer, int records) {
+  return ardeltest::startWorker(soakWriter, std::to_string(writer) + " " + std::to_string(records) + " " + props);
 }
 
 std::string soakProps(const TempDir& dir, int maxBytes, int maxFiles) {
@@ -164,21 +183,6 @@ std::string soakProps(const TempDir& dir, int maxBytes, int maxFiles) {
                    "soakFile.maxFileBytes=" + std::to_string(maxBytes) + "\n"
                    "soakFile.maxFiles=" + std::to_string(maxFiles) + "\n"
                    "soakFile.MPFileSemKey=" + ownKey() + "\n");
-}
-
-/* Waits for pid until the deadline; kills it and returns -1 on time-out. */
-int waitUntil(pid_t pid, time_t deadline) {
-  for (;;) {
-    int status = 0;
-    pid_t r = waitpid(pid, &status, WNOHANG);
-    if (r == pid) return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (time(nullptr) > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return -1;
-    }
-    usleep(5000);
-  }
 }
 
 /* "dddd-dd-dd dd:dd:dd.ddd+dd:dd" */
@@ -243,12 +247,13 @@ Census takeCensus(const TempDir& dir, int maxFiles) {
 
 TEST(MPFileHandlerProcesses, FourWritersLoseNoRecordAndSplitNone) {
   TempDir dir;
-  const int kWriters = 4, kRecords = 20000, kMaxBytes = 32768, kMaxFiles = 200;
+  const int kWriters = 4, kRecords = ardeltest::kSoakRecords, kMaxBytes = ardeltest::kSoakFileBytes,
+            kMaxFiles = 200;
   std::string props = soakProps(dir, kMaxBytes, kMaxFiles);
-  std::vector<pid_t> pids;
-  for (int w = 0; w < kWriters; w++) pids.push_back(startWriter(props, w, kRecords));
+  std::vector<CxProcess> writers;
+  for (int w = 0; w < kWriters; w++) writers.push_back(startWriter(props, w, kRecords));
   time_t deadline = time(nullptr) + 50;
-  for (pid_t p : pids) EXPECT_EQ(waitUntil(p, deadline), 0) << "writer failed or timed out";
+  for (CxProcess& w : writers) EXPECT_EQ(ardeltest::finishWorker(w, deadline), 0) << "writer failed or timed out";
   Census c = takeCensus(dir, kMaxFiles);
   EXPECT_EQ(c.broken, 0);
   EXPECT_EQ(c.count.size(), (size_t)(kWriters * kRecords)) << "every record is found";
@@ -260,27 +265,30 @@ TEST(MPFileHandlerProcesses, FourWritersLoseNoRecordAndSplitNone) {
   EXPECT_LE(c.largestFile, (size_t)(kMaxBytes + kLineSlack)) << "at most one record past the limit";
 }
 
-/* Writers SIGKILLed one after another, many of them in the middle of a
-   rollover, while three others write: the survivors do not stall, and no
-   record of anyone is split, lost from the survivors or found twice. */
+/* Writers killed one after another, soon after their first record and
+   many of them in the middle of a rollover, while three others write: the
+   survivors do not stall, and no record of anyone is split, lost from the
+   survivors or found twice. */
 TEST(MPFileHandlerProcesses, WritersKilledMidRolloverLoseAndDuplicateNothing) {
   TempDir dir;
-  const int kRecords = 20000, kMaxFiles = 400;
-  std::string props = soakProps(dir, 65536, kMaxFiles);
-  std::vector<pid_t> pids;
-  for (int w = 0; w < 3; w++) pids.push_back(startWriter(props, w, kRecords));
-  unsigned seed = (unsigned)getpid();
+  const int kRecords = ardeltest::kSoakRecords, kMaxFiles = 400;
+  std::string props = soakProps(dir, ardeltest::kSoakFileBytes * 2, kMaxFiles);
+  std::vector<CxProcess> writers;
+  for (int w = 0; w < 3; w++) writers.push_back(startWriter(props, w, kRecords));
+  std::minstd_rand rng((unsigned)time(nullptr));
   int kills = 0;
   for (time_t end = time(nullptr) + 3; time(nullptr) < end; kills++) {
-    pid_t victim = startWriter(props, 10 + kills, 1000000);
-    usleep(5000 + rand_r(&seed) % 40000);
-    ASSERT_EQ(kill(victim, SIGKILL), 0);
-    waitpid(victim, nullptr, 0);
+    CxProcess victim = startWriter(props, 10 + kills, 1000000);
+    std::string alive = props + "." + std::to_string(10 + kills);
+    for (int i = 0; i < 2000 && !fhtest::exists(alive); i++) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::microseconds(5000 + rng() % 40000));
+    ardeltest::killWorker(victim);
   }
   time_t deadline = time(nullptr) + 40;
-  for (pid_t p : pids) EXPECT_EQ(waitUntil(p, deadline), 0) << "a survivor stalled or failed";
+  for (CxProcess& w : writers) EXPECT_EQ(ardeltest::finishWorker(w, deadline), 0) << "a survivor stalled or failed";
   /* The next process to write settles a rollover its victim left half done. */
-  EXPECT_EQ(waitUntil(startWriter(props, 3, 1), deadline), 0);
+  CxProcess last = startWriter(props, 3, 1);
+  EXPECT_EQ(ardeltest::finishWorker(last, deadline), 0);
   Census c = takeCensus(dir, kMaxFiles);
   EXPECT_FALSE(exists(dir.file("shared.log.rollover")));
   /* Only a victim's own last record may be cut short. */
@@ -292,31 +300,6 @@ TEST(MPFileHandlerProcesses, WritersKilledMidRolloverLoseAndDuplicateNothing) {
   int duplicates = 0;
   for (const auto& e : c.count) duplicates += e.second > 1;
   EXPECT_EQ(duplicates, 0) << "after " << kills << " kills";
-}
-
-/* A full device (here a file size limit) cuts the copy into the backup
-   short: the active file keeps every record, no backup ends in half a
-   record, and the rollover succeeds once there is room. */
-TEST_F(MPFileHandlerTest, CopyCutShortLeavesTheActiveFileAndIsRetried) {
-  std::string lines;
-  for (int i = 0; i < 10; i++) lines += "line-" + std::to_string(10 + i) + "\n";
-  std::string active = dir_.write("d.log", lines);
-  ardeltest::inChild([&] {
-    signal(SIGXFSZ, SIG_IGN);
-    QlgObject* h = handler({{"fileName", active}, {"maxFiles", "3"}, {"maxFileBytes", "50"}});
-    struct rlimit lim, small;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &lim), 0);
-    small = lim;
-    small.rlim_cur = 40;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    log(h, {"x"}); /* the copy stops at 40 bytes; the record cannot be written either */
-    EXPECT_EQ(readFile(active), lines);
-    EXPECT_FALSE(exists(dir_.file("d1.log")));
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &lim), 0);
-    log(h, {"y"});
-    EXPECT_EQ(readFile(dir_.file("d1.log")), lines);
-    EXPECT_EQ(readFile(active), "y\n");
-  });
 }
 
 }  // namespace

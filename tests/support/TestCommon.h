@@ -1,18 +1,95 @@
 // SPDX-License-Identifier: Apache-2.0
 // The helpers that need no operating system of their own, shared by the
-// POSIX and the Windows versions of TestSupport.h (included at their end,
-// after CaptureFd).
+// POSIX and the Windows versions of TestSupport.h (included after their
+// makeTempDir, removeTree and kBinaryFile, before their inChild and
+// startWorker): whole files read and written, temporary directories with
+// small files, capturing what a body writes to standard error or output,
+// the sweep that fails every allocation of an operation in turn, and
+// worker processes.
 #ifndef ARDEL_TESTS_COMMON_H
 #define ARDEL_TESTS_COMMON_H
 
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
 #include <functional>
+#include <map>
+#include <sstream>
 #include <string>
 
 #include <ardel/QlgMem.h>
 
+#include "platform/CxProcess.h"
 #include "util/QlgMemTest.h"
 
 namespace ardeltest {
+
+inline std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+inline void writeFile(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+}
+
+// A temporary directory removed (with its contents) when it goes out of scope.
+class TempDir {
+ public:
+  TempDir() : path_(makeTempDir()) {}
+  ~TempDir() {
+    if (!path_.empty()) removeTree(path_);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  bool ok() const { return !path_.empty(); }
+  const std::string& path() const { return path_; }
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+  std::string write(const std::string& name, const std::string& content) const {
+    writeFile(file(name), content);
+    return file(name);
+  }
+
+ private:
+  std::string path_;
+};
+
+// Captures everything written to one file descriptor (1 or 2) while alive.
+class CaptureFd {
+ public:
+  explicit CaptureFd(int fd) : fd_(fd) {
+    std::fflush(fd == 1 ? stdout : stderr);
+    path_ = dir_.file("captured");
+    int f = open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | kBinaryFile, 0600);
+    saved_ = dup(fd_);
+    dup2(f, fd_);
+    close(f);
+  }
+  ~CaptureFd() { stop(); }
+  std::string text() {
+    stop();
+    return readFile(path_);
+  }
+
+ private:
+  void stop() {
+    if (saved_ < 0) return;
+    std::fflush(fd_ == 1 ? stdout : stderr);
+    dup2(saved_, fd_);
+    close(saved_);
+    saved_ = -1;
+  }
+  TempDir dir_;
+  int fd_;
+  int saved_ = -1;
+  std::string path_;
+};
 
 // A status's origin and code as "o code", for one comparison per call.
 #define STATUS_OF(call) ardeltest::statusOf(call)
@@ -50,6 +127,40 @@ inline void sweepAllocations(const std::function<void()>& reset, const std::func
     QlgMem_failAt(0);
     check(i);
   }
+}
+
+// A worker is a function run in a process of its own, started with
+// startWorker(body, arg): forked on POSIX, this program started again on
+// Windows, which finds the body by its name.  What it returns is the
+// process's exit code.  Declare workers with ARDEL_TEST_WORKER(name).
+using WorkerBody = int (*)(const std::string& arg);
+inline std::map<std::string, WorkerBody>& workerTable() {
+  static std::map<std::string, WorkerBody> table;
+  return table;
+}
+struct WorkerEntry {
+  WorkerEntry(const char* name, WorkerBody body) { workerTable()[name] = body; }
+};
+#define ARDEL_TEST_WORKER(name)                           \
+  int name(const std::string& arg);                       \
+  const ardeltest::WorkerEntry name##Entry(#name, name);  \
+  int name(const std::string& arg)
+
+// The exit code of a child, waited for until deadline; one still running
+// then is killed and gives -1, as does one that never started.
+inline int finishWorker(CxProcess& child, time_t deadline) {
+  CxExitInfo info{};
+  long ms = std::max(0L, (long)(deadline - time(nullptr))) * 1000;
+  bool ended = child.id != 0 && CxStatus_isOk(CxProcess_waitTimed(&child, &info, (int32_t)ms));
+  if (!ended && child.id != 0) CxProcess_kill(&child);
+  CxProcess_close(&child);
+  return ended ? info.exitCode : -1;
+}
+
+// Ends a child at once (SIGKILL, TerminateProcess) and collects it.
+inline void killWorker(CxProcess& child) {
+  if (child.id != 0) CxProcess_kill(&child);
+  CxProcess_close(&child);
 }
 
 }  // namespace ardeltest

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * CxFile on Windows: the runtime library's descriptors, opened in binary
- * mode and never inherited, and the kernel's file calls for delete,
+ * CxFile on Windows: the runtime library's descriptors over kernel handles
+ * opened in binary mode, never inherited and shared for deleting (see
+ * cxwin::openDescriptor), and the kernel's file calls for delete,
  * rename, flush and attributes.  Paths that begin with "/" are anchored
  * at the system drive and every "/" becomes "\" before the system sees it.
  */
@@ -11,7 +12,6 @@
 #include <fcntl.h>
 #include <io.h>
 #include <limits.h>
-#include <share.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -36,7 +36,7 @@ bool nativeFlags(int flags, int* out) {
   if (flags & CX_O_CREAT) n |= _O_CREAT;
   if (flags & CX_O_TRUNC) n |= _O_TRUNC;
   if (flags & CX_O_EXCL) n |= _O_EXCL;
-  *out = n | _O_BINARY | _O_NOINHERIT;
+  *out = n;
   return true;
 }
 
@@ -94,13 +94,8 @@ CxStatus CxFile_openMode(int* fd, const char* path, int flags, int mode) {
   int native;
   char p[CX_PATH_MAX + 8];
   if (isEmpty(path) || !nativeFlags(flags, &native) || !cxwin::anchorPath(path, p, sizeof p)) return invalid();
-  /* Shared for reading, writing and deleting: other processes roll the
-     same log files over while this one has them open. */
-  int r = -1;
-  errno_t e = _sopen_s(&r, p, native, _SH_DENYNO, nativeMode(mode));
-  if (e != 0 || r < 0) return CxStatus_make('p', e ? e : errno);
-  *fd = r;
-  return CxStatus_ok();
+  int e = cxwin::openDescriptor(p, native, nativeMode(mode), fd);
+  return e == 0 ? CxStatus_ok() : CxStatus_make('p', e);
 }
 
 CxStatus CxFile_open(int* fd, const char* path, int flags) {
@@ -275,11 +270,8 @@ CxStatus CxFile_openIn(int* fd, const char* dir, const char* name, int flags, in
   if (!(da & FILE_ATTRIBUTE_DIRECTORY)) return CxStatus_make('p', ENOTDIR);
   DWORD fa = GetFileAttributesA(f);
   if (fa != INVALID_FILE_ATTRIBUTES && (fa & FILE_ATTRIBUTE_REPARSE_POINT)) return CxStatus_make('p', 40);
-  int r = -1;
-  errno_t e = _sopen_s(&r, f, native, _SH_DENYNO, nativeMode(mode));
-  if (e != 0 || r < 0) return CxStatus_make('p', e ? e : errno);
-  *fd = r;
-  return CxStatus_ok();
+  int e = cxwin::openDescriptor(f, native, nativeMode(mode), fd);
+  return e == 0 ? CxStatus_ok() : CxStatus_make('p', e);
 }
 
 /* Windows has no FIFOs at file paths, but a reparse point (symbolic link or
@@ -302,11 +294,23 @@ CxStatus CxFile_openShared(int* fd, const char* path, int flags, int mode) {
   return CxStatus_ok();
 }
 
+/* The file's index on its volume, asked of ntdll directly: the Win32 calls
+   that return it also ask for the volume's serial number, which costs a
+   request to the mount manager; the multi-process handler asks for both
+   ids on every record.  The index alone tells the files apart: a path
+   naming a file of the same index on another volume is not a case its
+   callers meet.  The device field stays 0. */
 static CxStatus idOfHandle(HANDLE h, CxFileId* out) {
-  BY_HANDLE_FILE_INFORMATION info;
-  if (!GetFileInformationByHandle(h, &info)) return cxwin::lastError();
-  out->device = info.dwVolumeSerialNumber;
-  out->inode = ((uint64_t)info.nFileIndexHigh << 32) | info.nFileIndexLow;
+  struct IoStatus { void* status; ULONG_PTR information; };
+  typedef LONG(WINAPI * QueryFn)(HANDLE, IoStatus*, void*, ULONG, int);
+  static const QueryFn query = (QueryFn)(void*)GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQueryInformationFile");
+  const int kFileInternalInformation = 6;
+  IoStatus io;
+  LARGE_INTEGER index;
+  if (!query || query(h, &io, &index, sizeof index, kFileInternalInformation) != 0)
+    return CxStatus_make('p', EBADF);
+  out->device = 0;
+  out->inode = (uint64_t)index.QuadPart;
   return CxStatus_ok();
 }
 

@@ -10,7 +10,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <io.h>
-#include <share.h>
 #include <string.h>
 #include <sys/stat.h>
 
@@ -41,8 +40,8 @@ CxStatus CxFileRead_open(int* fd, const char* path, int64_t* size) {
   char native[CX_PATH_MAX + 8];
   cxwin::anchorPath(path, native, sizeof native);
   int r = -1;
-  e = _sopen_s(&r, native, _O_RDONLY | _O_BINARY | _O_NOINHERIT, _SH_DENYNO, _S_IREAD);
-  if (e != 0 || r < 0) return CxStatus_make('p', e ? e : errno);
+  e = cxwin::openDescriptor(native, _O_RDONLY, _S_IREAD, &r);
+  if (e != 0) return CxStatus_make('p', e);
   struct _stat64 st;
   if (_fstat64(r, &st) != 0 || !(st.st_mode & _S_IFREG)) {
     _close(r);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * Helpers shared by the Windows platform files: path anchoring and
- * separator conversion, Windows error codes, and the one start of
- * Windows Sockets.
+ * separator conversion, opening descriptors, Windows error codes, and the
+ * one start of Windows Sockets.
  */
 #ifndef ARDEL_CXWIN32_H
 #define ARDEL_CXWIN32_H
@@ -20,6 +20,12 @@ namespace cxwin {
 bool anchorPath(const char* path, char* out, size_t size);
 /* The same conversion without anchoring. */
 bool nativePath(const char* path, char* out, size_t size);
+/* Opens a native path as a runtime-library descriptor (never inherited,
+   binary) with the _O_* flags, shared for reading, writing and deleting:
+   other processes roll the same log files over, and other programs may
+   remove or rename them, while this one has them open.  A created file is
+   read-only when mode lacks the owner-write bit.  0 or an errno value. */
+int openDescriptor(const char* native, int flags, int mode, int* fd);
 /* 'w' with GetLastError(). */
 inline CxStatus lastError() { return CxStatus_make('w', (int32_t)GetLastError()); }
 /* Starts Windows Sockets (version 1.1 and up) once per process. */
