@@ -62,6 +62,14 @@ CxStatus CxMutex_lockTimed(CxMutex* m, int32_t ms);
 /* Releases one hold; 'p' 1 when the calling thread does not hold it. */
 CxStatus CxMutex_unlock(CxMutex* m);
 
+/* Bytes shared by every handle of a named mutex (CX_MUTEX_SHARED_BYTES,
+   zero at first), for holders to leave notes for the next holder; null for
+   an unnamed mutex and where the system gives no shared memory with the
+   lock.  Read and written under the mutex only.  Every process that can
+   open the name can write there: a note is a hint to be checked. */
+#define CX_MUTEX_SHARED_BYTES 32
+void* CxMutex_shared(CxMutex* m);
+
 ARDEL_END_C
 
 #endif

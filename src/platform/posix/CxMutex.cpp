@@ -203,6 +203,9 @@ const uint64_t kHolder = 0x7fffffffu;
 const uint64_t kWaiters = 0x80000000u;
 const uint64_t kLow = 0xffffffffu;
 const off_t kWordBytes = 64;
+/* The holders' notes follow the word. */
+const size_t kSharedOffset = 8;
+static_assert(kSharedOffset + CX_MUTEX_SHARED_BYTES <= (size_t)kWordBytes, "notes fit the mapping");
 /* Slot bytes lie past the word, where no one reads or writes. */
 const off_t kSlotBase = 4096;
 const uint32_t kSlots = 65536;
@@ -480,6 +483,14 @@ CxStatus CxMutex_unlock(CxMutex* m) {
   pthread_mutex_unlock(&m->guard); /* the probe's hold */
   pthread_mutex_unlock(&m->guard); /* the caller's hold */
   return s;
+}
+
+void* CxMutex_shared(CxMutex* m) {
+#if CX_MUTEX_WORD
+  if (m && m->word) return (char*)m->word + kSharedOffset;
+#endif
+  (void)m;
+  return nullptr;
 }
 
 }  // extern "C"
