@@ -355,6 +355,15 @@ int attachWord(CxMutex* m) {
 }
 #endif
 
+/* The cross-process part of the outermost hold: 0 or an errno value. */
+int releaseShared(CxMutex* m) {
+#if CX_MUTEX_WORD
+  return unlockWord(m);
+#else
+  return flock(m->fd, LOCK_UN) == 0 ? 0 : errno;
+#endif
+}
+
 CxStatus acquire(CxMutex* m, const struct timespec* deadline) {
   int rc = lockGuard(m, deadline);
   if (rc == ETIMEDOUT) return timedOut();
@@ -440,6 +449,12 @@ CxStatus CxMutex_close(CxMutex** m) {
   CxMutex* mx = *m;
   *m = nullptr;
   CxStatus s = CxStatus_ok();
+  /* Closed by the thread that holds it: every hold ends here. */
+  if (pthread_mutex_trylock(&mx->guard) == 0) {
+    if (mx->depth > 0 && mx->fd >= 0) (void)releaseShared(mx);
+    for (; mx->depth > 0; mx->depth--) pthread_mutex_unlock(&mx->guard);
+    pthread_mutex_unlock(&mx->guard);
+  }
 #if CX_MUTEX_WORD
   if (mx->word) munmap(mx->word, (size_t)kWordBytes);
 #endif
@@ -473,12 +488,8 @@ CxStatus CxMutex_unlock(CxMutex* m) {
   }
   CxStatus s = CxStatus_ok();
   if (--m->depth == 0 && m->fd >= 0) {
-#if CX_MUTEX_WORD
-    int rc = unlockWord(m);
+    int rc = releaseShared(m);
     if (rc != 0) s = CxStatus_make('p', rc);
-#else
-    if (flock(m->fd, LOCK_UN) != 0) s = CxStatus_make('p', errno);
-#endif
   }
   pthread_mutex_unlock(&m->guard); /* the probe's hold */
   pthread_mutex_unlock(&m->guard); /* the caller's hold */
