@@ -20,6 +20,7 @@
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgObject.h>
 #include "nls/QlgCodeset.h"
+#include "platform/CxFile.h"
 #include "platform/CxFilePath.h"
 #include "platform/CxMutex.h"
 #include "platform/CxWatch.h"
@@ -60,6 +61,8 @@ typedef struct QlgFileHandlerData {
   struct QlgFileHandlerData* nextPending; /* list of records with pending bytes */
   unsigned char inPendingList;
   int64_t nextLeftoverCheck;  /* steady ms of the next look for an unsettled rollover (multi-process) */
+  CxFileId openId;            /* the open file's identity (multi-process) */
+  unsigned char haveOpenId;
 } QlgFileHandlerData;
 
 /* createData slot: a record with the defaults, its path composed from

@@ -10,11 +10,18 @@
  * most one record each, and the kernel drops the lock of a process that
  * dies holding it.
  *
- * Per record, under the lock: the size read as the end offset (the other
- * processes make any tracked figure stale; asking for the file's
- * attributes instead would make every next write update its inode too)
- * and one write; the lock itself is taken and released around them.  The
- * record is formatted into the thread's buffer, so it costs no allocation.
+ * Per record, under the lock: the size and one write.  The other
+ * processes make a figure tracked by one process stale, so the holder
+ * leaves a note beside the lock (which file, and its end after the write)
+ * for the next holder, whichever process that is; each process still reads
+ * the end offset from the file once a second (a truncation by another
+ * program), whenever the note is about another file, and before every
+ * rollover, which a note alone never starts.  Where the lock has no room
+ * for notes the end offset is read at every record (asking for the file's
+ * attributes instead would make every next write update its inode too).
+ * Taking a free lock costs no system call where the system allows, so a
+ * record costs the watch's read and the write.  The record is formatted
+ * into the thread's buffer, so it costs no allocation.
  *
  * A file removed or renamed under the writers (logrotate) is noticed under
  * the lock as the file handler notices it: a watch, or a look at the path
@@ -81,6 +88,8 @@ bool openFile(QlgFileHandlerData* data) {
   }
   data->isOpen = 1;
   data->nextLeftoverCheck = 0;
+  data->nextSizeCheck = 0;
+  data->haveOpenId = (unsigned char)CxStatus_isOk(CxFile_id(data->fd, &data->openId));
   int64_t now = CxSystem_steadyMillis();
   data->nextPathCheck = now + (data->pathCheckInterval > 0 ? data->pathCheckInterval : kRecheckMs);
   if (data->watching) CxWatch_stop(&data->watch);
@@ -146,6 +155,64 @@ bool fileStillThere(QlgFileHandlerData* data) {
   }
   closeFile(data);
   return openFile(data);
+}
+
+/* The note a lock holder leaves for the next one (see the file comment). */
+struct EndNote {
+  uint64_t device;
+  uint64_t inode;
+  uint64_t end;
+};
+static_assert(sizeof(EndNote) <= CX_MUTEX_SHARED_BYTES, "the note fits beside the lock");
+
+/* Under the lock: the note, when it is about this process's open file. */
+EndNote* noteFor(QlgFileHandlerData* data) {
+  EndNote* note = (EndNote*)CxMutex_shared(data->lock);
+  return note && data->haveOpenId ? note : nullptr;
+}
+
+/* Under the lock: the size of the file from its end offset. */
+void readSize(QlgFileHandlerData* data) {
+  int64_t size = 0;
+  CxStatus st = CxFile_endOffset(data->fd, &size);
+  if (CxStatus_isOk(st))
+    data->size = (uint64_t)size;
+  else
+    QlgMisc_reportStatus(st);
+}
+
+bool dueForRollover(const QlgFileHandlerData* data) {
+  return data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize;
+}
+
+/* Under the lock, before the write: the size from the note or the file,
+   and the rollover when the file says it is due. */
+void sizeAndRollover(QlgFileHandlerData* data) {
+  EndNote* note = noteFor(data);
+  int64_t now = CxSystem_steadyMillis();
+  bool noted = note && now < data->nextSizeCheck && note->device == data->openId.device &&
+               note->inode == data->openId.inode;
+  if (noted) {
+    data->size = note->end;
+  } else {
+    readSize(data);
+    data->nextSizeCheck = now + kRecheckMs;
+  }
+  if (!dueForRollover(data)) return;
+  if (noted) readSize(data);
+  if (!dueForRollover(data)) return;
+  QlgMPFileHandler_rollover(data);
+  readSize(data); /* emptied, or left as it was when the copy failed */
+}
+
+/* Under the lock, after the write: the note for the next holder; a failed
+   write leaves none, so that the next holder reads the file. */
+void leaveNote(QlgFileHandlerData* data, bool written, int len) {
+  EndNote* note = noteFor(data);
+  if (!note) return;
+  note->device = written ? data->openId.device : 0;
+  note->inode = written ? data->openId.inode : 0;
+  note->end = data->size + (uint64_t)len;
 }
 
 /* Deletes one file; a missing one is not an error. */
@@ -396,15 +463,8 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
          (and by the first record of a process), not only at the next
          rollover, which may be long in coming. */
       if (CxSystem_steadyMillis() >= data->nextLeftoverCheck) settleLeftover(data);
-      int64_t size = 0;
-      st = CxFile_endOffset(data->fd, &size);
-      if (CxStatus_isOk(st))
-        data->size = (uint64_t)size;
-      else
-        QlgMisc_reportStatus(st);
-      if (data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize)
-        QlgMPFileHandler_rollover(data);
-      QlgFileHandler_writeAll(data->fd, bytes, len);
+      sizeAndRollover(data);
+      leaveNote(data, QlgFileHandler_writeAll(data->fd, bytes, len) != 0, len);
       reportFailure(CxMutex_unlock(data->lock));
     }
     if (bytes != line->data) QlgMem_free(bytes);

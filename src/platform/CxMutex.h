@@ -6,13 +6,14 @@
  * thread that holds it may take it again (and must release it as often).
  *
  * A named mutex is shared by every process that opens the same name, and
- * the operating system releases it when its holder dies, so a crashed
- * writer cannot block the others.  Here it is an advisory lock (flock) on
- * the file <name> in $TMPDIR (else /tmp), created with mode 0666 so that
- * processes of every user can share it.  Each handle has its own open file
- * description, so two handles of one process exclude each other as two
- * processes do; threads sharing one handle are kept apart by an in-process
- * mutex taken before the file lock.  A named mutex is recursive for its
+ * a holder that dies (or closes its handle while holding it) releases it,
+ * so a crashed writer cannot block the others.  Here it is a lock word in
+ * the file <name> in $TMPDIR (else /tmp), mapped by every process (flock on
+ * that file where the system has no futex), created with mode 0666 so that
+ * processes of every user can share it.  Each handle is a holder of its
+ * own, so two handles of one process exclude each other as two processes
+ * do; threads sharing one handle are kept apart by an in-process mutex
+ * taken before the shared lock.  A named mutex is recursive for its
  * holding thread, like the unnamed one.  A forked child must open the name
  * again instead of using an inherited handle.  Lock files live on a local
  * file system; they are left in place when the mutex is closed.
@@ -60,6 +61,14 @@ CxStatus CxMutex_lock(CxMutex* m);
 CxStatus CxMutex_lockTimed(CxMutex* m, int32_t ms);
 /* Releases one hold; 'p' 1 when the calling thread does not hold it. */
 CxStatus CxMutex_unlock(CxMutex* m);
+
+/* Bytes shared by every handle of a named mutex (CX_MUTEX_SHARED_BYTES,
+   zero at first), for holders to leave notes for the next holder; null for
+   an unnamed mutex and where the system gives no shared memory with the
+   lock.  Read and written under the mutex only.  Every process that can
+   open the name can write there: a note is a hint to be checked. */
+#define CX_MUTEX_SHARED_BYTES 32
+void* CxMutex_shared(CxMutex* m);
 
 ARDEL_END_C
 

@@ -1,15 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * CxMutex on POSIX.  Both kinds share one record: a recursive pthread
- * mutex, plus, for a named mutex, a descriptor of its lock file.
+ * mutex, plus, for a named mutex, a descriptor of its lock file.  The
+ * pthread mutex keeps the threads of one handle apart, and the
+ * cross-process part is taken by the thread's outermost hold only.
  *
- * The file lock is flock on the handle's own open file description: unlike
- * fcntl record locks it is not per process (two handles in one process
- * exclude each other) and closing some other descriptor of the same file
- * does not drop it; the kernel drops it when the holder dies.  flock knows
- * nothing of threads, so the pthread mutex is taken first and the file
- * lock is taken by the thread's outermost hold only.  flock has no time
- * limit either: a timed wait polls with a short, growing pause.
+ * On Linux the cross-process part is a lock word in the lock file, mapped
+ * by every process, so that taking and releasing a free mutex costs no
+ * system call; waiters sleep on it with futex.  The word holds the
+ * holder's slot, a waiters bit and a count of acquisitions.  Each handle
+ * owns its slot through an open-file-description lock on one byte of the
+ * file past the word: the kernel drops that lock when the handle is closed
+ * or its process dies, whatever its pid namespace, so a waiter that finds
+ * the holder's slot unlocked takes the mutex over (a dead holder never
+ * blocks the others for longer than one wait slice).  A handle that claims
+ * a slot first frees the word of a dead predecessor in that slot.  The
+ * word comes from a file every user may write: it is only ever read and
+ * swapped as a whole, so a bad value can delay a writer, never mislead it
+ * into memory it does not own.
+ *
+ * Elsewhere the cross-process part is flock on the handle's own open file
+ * description: unlike fcntl record locks it is not per process (two
+ * handles in one process exclude each other) and closing some other
+ * descriptor of the same file does not drop it; the kernel drops it when
+ * the holder dies.  flock has no time limit: a timed wait polls with a
+ * short, growing pause.
  */
 #include "platform/CxMutex.h"
 
@@ -28,15 +43,27 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
+
+#if defined(__linux__)
+#include <linux/futex.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#define CX_MUTEX_WORD 1
+#else
+#define CX_MUTEX_WORD 0
+#endif
+
 struct CxMutex {
   pthread_mutex_t guard; /* recursive; held by the owning thread throughout its holds */
   int fd;                /* lock file of a named mutex, -1 for an unnamed one */
   int depth;             /* holds of the owning thread; changed only under guard */
+  uint64_t* word;        /* the mapped lock word; null where flock is used */
+  uint32_t slot;         /* this handle's slot + 1, as the word names its holder */
 };
 
 namespace {
 
-const int kPollMaxMs = 16;
 
 CxStatus invalid() { return CxStatus_make('p', EINVAL); }
 CxStatus timedOut() { return CxStatus_make('w', CX_MUTEX_TIMED_OUT); }
@@ -57,6 +84,8 @@ CxStatus newMutex(CxMutex** out, int fd) {
   }
   m->fd = fd;
   m->depth = 0;
+  m->word = nullptr;
+  m->slot = 0;
   *out = m;
   return CxStatus_ok();
 }
@@ -67,7 +96,8 @@ CxStatus newMutex(CxMutex** out, int fd) {
    shared directory from redirecting or stalling us. */
 int openLockFile(const char* path, bool create) {
   const int common = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-  const int tries[] = {O_RDWR | (create ? O_CREAT : 0), O_RDWR, O_RDONLY};
+  /* The lock word needs write access: no read-only fallback there. */
+  const int tries[] = {O_RDWR | (create ? O_CREAT : 0), O_RDWR, CX_MUTEX_WORD ? O_RDWR : O_RDONLY};
   int fd = -1;
   for (int flags : tries) {
     do {
@@ -108,14 +138,6 @@ int64_t msLeft(const struct timespec* d) {
   return ns <= 0 ? 0 : (ns + 999999) / 1000000;
 }
 
-void sleepUs(int64_t us) {
-  struct timespec t;
-  t.tv_sec = (time_t)(us / 1000000);
-  t.tv_nsec = (long)(us % 1000000) * 1000L;
-  while (nanosleep(&t, &t) != 0 && errno == EINTR) {
-  }
-}
-
 /* The in-process half; deadline null means no limit.  The remaining time
    is carried over to the realtime clock of pthread_mutex_timedlock, which
    every C library and thread checker knows (pthread_mutex_clocklock is
@@ -132,6 +154,17 @@ int lockGuard(CxMutex* m, const struct timespec* deadline) {
     abs.tv_nsec -= 1000000000L;
   }
   return pthread_mutex_timedlock(&m->guard, &abs);
+}
+
+#if !CX_MUTEX_WORD
+const int kPollMaxMs = 16;
+
+void sleepUs(int64_t us) {
+  struct timespec t;
+  t.tv_sec = (time_t)(us / 1000000);
+  t.tv_nsec = (long)(us % 1000000) * 1000L;
+  while (nanosleep(&t, &t) != 0 && errno == EINTR) {
+  }
 }
 
 /* The cross-process half: 0, ETIMEDOUT, or the errno of flock. */
@@ -159,13 +192,188 @@ int lockFile(int fd, const struct timespec* deadline) {
     sleepUs(pauseUs < left * 1000 ? pauseUs : left * 1000);
   }
 }
+#endif
+
+#if CX_MUTEX_WORD
+/* The lock word: bits 0-30 the holder's slot + 1 (0: free), bit 31 set
+   while someone sleeps on it, bits 32-63 counting acquisitions, so that a
+   take-over compares against the very hold it found abandoned.  futex
+   works on the 32-bit half with holder and waiters bit. */
+const uint64_t kHolder = 0x7fffffffu;
+const uint64_t kWaiters = 0x80000000u;
+const uint64_t kLow = 0xffffffffu;
+const off_t kWordBytes = 64;
+/* The holders' notes follow the word. */
+const size_t kSharedOffset = 8;
+static_assert(kSharedOffset + CX_MUTEX_SHARED_BYTES <= (size_t)kWordBytes, "notes fit the mapping");
+/* Slot bytes lie past the word, where no one reads or writes. */
+const off_t kSlotBase = 4096;
+const uint32_t kSlots = 65536;
+/* A holder keeps the mutex for one record, a few microseconds: a waiter
+   spins this long before it sleeps, and sleeps at most one slice before
+   it looks whether the holder is still there. */
+const int kSpins = 200;
+const int64_t kSliceMs = 50;
+
+uint32_t* futexHalf(uint64_t* word) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return (uint32_t*)word;
+#else
+  return (uint32_t*)word + 1;
+#endif
+}
+
+void cpuRelax() {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  __asm__ __volatile__("yield");
+#endif
+}
+
+/* 0, or ETIMEDOUT/EAGAIN/EINTR: the caller looks at the word again. */
+int futexWait(uint64_t* word, uint32_t expected, int64_t ms) {
+  struct timespec t;
+  t.tv_sec = (time_t)(ms / 1000);
+  t.tv_nsec = (long)(ms % 1000) * 1000000L;
+  return syscall(SYS_futex, futexHalf(word), FUTEX_WAIT, expected, &t, nullptr, 0) == 0 ? 0 : errno;
+}
+
+void futexWake(uint64_t* word, int count) {
+  (void)syscall(SYS_futex, futexHalf(word), FUTEX_WAKE, count, nullptr, nullptr, 0);
+}
+
+struct flock slotRange(uint32_t slot, short type) {
+  struct flock fl;
+  memset(&fl, 0, sizeof fl);
+  fl.l_type = type;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = kSlotBase + (off_t)(slot - 1);
+  fl.l_len = 1;
+  return fl;
+}
+
+/* Is the holder named by the word gone (its slot lock dropped)? */
+bool holderGone(const CxMutex* m, uint64_t v) {
+  uint32_t slot = (uint32_t)(v & kHolder);
+  if (slot == 0 || slot > kSlots) return slot != 0; /* a value no handle writes */
+  struct flock fl = slotRange(slot, F_WRLCK);
+  return fcntl(m->fd, F_OFD_GETLK, &fl) == 0 && fl.l_type == F_UNLCK;
+}
+
+uint64_t heldBy(uint64_t v, uint32_t slot, bool waiters) {
+  return (((v >> 32) + 1) << 32) | slot | (waiters ? kWaiters : 0);
+}
+
+/* 0 or ETIMEDOUT; deadline null means no limit. */
+int lockWord(CxMutex* m, const struct timespec* deadline) {
+  uint64_t* w = m->word;
+  uint64_t v = __atomic_load_n(w, __ATOMIC_RELAXED);
+  bool slept = false;
+  for (int spins = 0;;) {
+    if ((v & kHolder) == 0) {
+      /* One who slept may have company: the waiters bit stays set. */
+      if (__atomic_compare_exchange_n(w, &v, heldBy(v, m->slot, slept || (v & kWaiters)), true,
+                                      __ATOMIC_ACQUIRE, __ATOMIC_RELAXED))
+        return 0;
+      continue;
+    }
+    if (spins < kSpins) {
+      spins++;
+      cpuRelax();
+      v = __atomic_load_n(w, __ATOMIC_RELAXED);
+      continue;
+    }
+    if (!(v & kWaiters)) {
+      if (!__atomic_compare_exchange_n(w, &v, v | kWaiters, true, __ATOMIC_RELAXED, __ATOMIC_RELAXED))
+        continue;
+      v |= kWaiters;
+    }
+    int64_t slice = kSliceMs;
+    if (deadline) {
+      int64_t left = msLeft(deadline);
+      if (left <= 0) return ETIMEDOUT;
+      if (left < slice) slice = left;
+    }
+    slept = true;
+    int rc = futexWait(w, (uint32_t)(v & kLow), slice);
+    uint64_t now = __atomic_load_n(w, __ATOMIC_RELAXED);
+    /* The same hold for a whole slice: is its holder still there? */
+    if (rc == ETIMEDOUT && now == v && holderGone(m, v) &&
+        __atomic_compare_exchange_n(w, &now, heldBy(v, m->slot, true), false, __ATOMIC_ACQUIRE,
+                                    __ATOMIC_RELAXED))
+      return 0;
+    v = now;
+  }
+}
+
+/* 0, or EPERM when the word does not name this handle (someone wrote it). */
+int unlockWord(CxMutex* m) {
+  uint64_t* w = m->word;
+  uint64_t v = __atomic_load_n(w, __ATOMIC_RELAXED);
+  do {
+    if ((v & kHolder) != m->slot) return EPERM;
+  } while (!__atomic_compare_exchange_n(w, &v, v & ~kLow, true, __ATOMIC_RELEASE, __ATOMIC_RELAXED));
+  if (v & kWaiters) futexWake(w, 1);
+  return 0;
+}
+
+/* Maps the lock word and claims a free slot; 0 or an errno value. */
+int attachWord(CxMutex* m) {
+  struct stat st;
+  if (fstat(m->fd, &st) != 0) return errno;
+  /* Grown, never shrunk: another process may be using the word already. */
+  if (st.st_size < kWordBytes && ftruncate(m->fd, kWordBytes) != 0) return errno;
+  void* p = mmap(nullptr, (size_t)kWordBytes, PROT_READ | PROT_WRITE, MAP_SHARED, m->fd, 0);
+  if (p == MAP_FAILED) return errno;
+  m->word = (uint64_t*)p;
+  static std::atomic<uint32_t> s_handles{0};
+  uint32_t first = ((uint32_t)getpid() * 2654435761u + s_handles.fetch_add(1)) % kSlots;
+  for (uint32_t i = 0; i < kSlots && m->slot == 0; i++) {
+    uint32_t slot = (first + i) % kSlots + 1;
+    struct flock fl = slotRange(slot, F_WRLCK);
+    if (fcntl(m->fd, F_OFD_SETLK, &fl) == 0)
+      m->slot = slot;
+    else if (errno != EAGAIN && errno != EACCES && errno != EINTR)
+      break;
+  }
+  if (m->slot == 0) {
+    int e = errno == EAGAIN || errno == EACCES ? EAGAIN : errno;
+    munmap(p, (size_t)kWordBytes);
+    m->word = nullptr;
+    return e;
+  }
+  /* The slot was free, so a hold in its name is a dead handle's. */
+  uint64_t v = __atomic_load_n(m->word, __ATOMIC_RELAXED);
+  while ((v & kHolder) == m->slot) {
+    if (__atomic_compare_exchange_n(m->word, &v, v & ~kLow, true, __ATOMIC_RELEASE, __ATOMIC_RELAXED)) {
+      futexWake(m->word, INT_MAX);
+      break;
+    }
+  }
+  return 0;
+}
+#endif
+
+/* The cross-process part of the outermost hold: 0 or an errno value. */
+int releaseShared(CxMutex* m) {
+#if CX_MUTEX_WORD
+  return unlockWord(m);
+#else
+  return flock(m->fd, LOCK_UN) == 0 ? 0 : errno;
+#endif
+}
 
 CxStatus acquire(CxMutex* m, const struct timespec* deadline) {
   int rc = lockGuard(m, deadline);
   if (rc == ETIMEDOUT) return timedOut();
   if (rc != 0) return CxStatus_make('p', rc);
   if (m->fd >= 0 && m->depth == 0) {
+#if CX_MUTEX_WORD
+    rc = lockWord(m, deadline);
+#else
     rc = lockFile(m->fd, deadline);
+#endif
     if (rc != 0) {
       pthread_mutex_unlock(&m->guard);
       return rc == ETIMEDOUT ? timedOut() : CxStatus_make('p', rc);
@@ -195,7 +403,17 @@ CxStatus openNamed(CxMutex** out, const char* name, bool create) {
   int fd = openLockFile(path, create);
   if (fd < 0) return CxStatus_make('p', errno);
   CxStatus s = newMutex(out, fd);
-  if (!CxStatus_isOk(s)) close(fd);
+  if (!CxStatus_isOk(s)) {
+    close(fd);
+    return s;
+  }
+#if CX_MUTEX_WORD
+  e = attachWord(*out);
+  if (e != 0) {
+    CxMutex_close(out);
+    return CxStatus_make('p', e);
+  }
+#endif
   return s;
 }
 
@@ -231,6 +449,15 @@ CxStatus CxMutex_close(CxMutex** m) {
   CxMutex* mx = *m;
   *m = nullptr;
   CxStatus s = CxStatus_ok();
+  /* Closed by the thread that holds it: every hold ends here. */
+  if (pthread_mutex_trylock(&mx->guard) == 0) {
+    if (mx->depth > 0 && mx->fd >= 0) (void)releaseShared(mx);
+    for (; mx->depth > 0; mx->depth--) pthread_mutex_unlock(&mx->guard);
+    pthread_mutex_unlock(&mx->guard);
+  }
+#if CX_MUTEX_WORD
+  if (mx->word) munmap(mx->word, (size_t)kWordBytes);
+#endif
   if (mx->fd >= 0 && close(mx->fd) != 0 && errno != EINTR) s = CxStatus_make('p', errno);
   int rc = pthread_mutex_destroy(&mx->guard);
   if (rc != 0 && CxStatus_isOk(s)) s = CxStatus_make('p', rc);
@@ -260,10 +487,21 @@ CxStatus CxMutex_unlock(CxMutex* m) {
     return CxStatus_make('p', EPERM);
   }
   CxStatus s = CxStatus_ok();
-  if (--m->depth == 0 && m->fd >= 0 && flock(m->fd, LOCK_UN) != 0) s = CxStatus_make('p', errno);
+  if (--m->depth == 0 && m->fd >= 0) {
+    int rc = releaseShared(m);
+    if (rc != 0) s = CxStatus_make('p', rc);
+  }
   pthread_mutex_unlock(&m->guard); /* the probe's hold */
   pthread_mutex_unlock(&m->guard); /* the caller's hold */
   return s;
+}
+
+void* CxMutex_shared(CxMutex* m) {
+#if CX_MUTEX_WORD
+  if (m && m->word) return (char*)m->word + kSharedOffset;
+#endif
+  (void)m;
+  return nullptr;
 }
 
 }  // extern "C"

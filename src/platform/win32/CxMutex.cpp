@@ -116,4 +116,7 @@ CxStatus CxMutex_unlock(CxMutex* m) {
   return CxStatus_ok();
 }
 
+/* A kernel mutex comes with no memory of its own. */
+void* CxMutex_shared(CxMutex*) { return nullptr; }
+
 }  // extern "C"
