@@ -10,7 +10,10 @@
  * so a crashed writer cannot block the others.  Here it is a lock word in
  * the file <name> in $TMPDIR (else /tmp), mapped by every process (flock on
  * that file where the system has no futex), created with mode 0666 so that
- * processes of every user can share it.  Each handle is a holder of its
+ * processes of every user can share it.  Like every shared mapping (the
+ * application-server ring too), it trusts the users who may write it: one
+ * who shortens the file faults the processes using the word, where a flock
+ * could only be held to stall them.  Each handle is a holder of its
  * own, so two handles of one process exclude each other as two processes
  * do; threads sharing one handle are kept apart by an in-process mutex
  * taken before the shared lock.  A named mutex is recursive for its
