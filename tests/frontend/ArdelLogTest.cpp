@@ -19,7 +19,8 @@ int sideEffect() { return ++s_evaluated; }
 std::string configFor(const TempDir& dir, const std::string& level) {
   return "app.className=qlg_basiclogger\n"
          "app.level=" + level + "\n"
-         "app.listenerNames=app.file\n" "app.file.className=qlg_filehandler\n"
+         "app.listenerNames=app.file\n"
+         "app.file.className=qlg_filehandler\n"
          "app.file.fileName=" + dir.file("app.log") + "\n";
 }
 

@@ -25,8 +25,10 @@ TEST(ConfigGraph, TreesFlagWhatCannotWorkAndGraphvizReadsTheDotForm) {
        "errs.className=qlg_levelfilter\nerrs.level=ERROR\nerrs.listenerNames=out ardel.stderrHandler\n"
        "xml.className=qlg_xmlformatter\n",
        0,
-       "app (qlg_basiclogger, level=WARN)\n" "    -> out (qlg_filehandler, fileName=a.log)\n"
-       "        formats with xml (qlg_xmlformatter)\n" "    -> errs (qlg_levelfilter, level=ERROR)\n"
+       "app (qlg_basiclogger, level=WARN)\n"
+       "    -> out (qlg_filehandler, fileName=a.log)\n"
+       "        formats with xml (qlg_xmlformatter)\n"
+       "    -> errs (qlg_levelfilter, level=ERROR)\n"
        "        -> out (shown above)\n"
        "        -> ardel.stderrHandler (made by the toolkit)\n",
        "\"errs\" -> \"out\";"},
