@@ -19,10 +19,7 @@ namespace {
 const int64_t kNo = INT64_MIN + 1; /* in the table: cannot be read */
 
 TEST(NumericProperty, NumbersBeyondTheirTypeCannotBeReadAndTheEdgesReadExactly) {
-  const struct {
-    const char* text;
-    int64_t asInt, asInt64;
-  } cases[] = {
+  const struct { const char* text; int64_t asInt, asInt64; } cases[] = {
       {"2147483647", INT_MAX, INT_MAX},        {"-2147483648", INT_MIN, INT_MIN},
       {"2147483648", kNo, 2147483648LL},       {"-2147483649", kNo, -2147483649LL},
       {"4294967297", kNo, 4294967297LL},       {"9223372036854775807", kNo, INT64_MAX},

@@ -109,11 +109,7 @@ TEST_F(AsyncHandlerTest, BlockLosesNothingAndKeepsEachThreadsOrder) {
 }
 
 TEST_F(AsyncHandlerTest, FullQueueKeepsDropsAndReportsExactlyWhatDidNotFit) {
-  struct Case {
-    const char* policy;
-    std::vector<std::string> delivered;
-    uint64_t dropped;
-  } cases[] = {
+  struct Case { const char* policy; std::vector<std::string> delivered; uint64_t dropped; } cases[] = {
       {"BLOCK", {"r0", "r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8", "r9"}, 0},
       {"DROP_NEW", {"r0", "r1", "r2", "r3"}, 6},
       {"OVERRUN_OLDEST", {"r6", "r7", "r8", "r9"}, 6},

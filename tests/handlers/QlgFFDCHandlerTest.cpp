@@ -93,24 +93,17 @@ class FFDCTest : public ::testing::Test {
 };
 
 TEST_F(FFDCTest, PropertiesAcceptOnlyTheirDocumentedValues) {
-  struct { const char *key, *value; int64_t maxDisk; double first; const char *policy, *zip; } cases[] = {
-      {"maxDiskSpace", "0", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
-      {"maxDiskSpace", "4096", 4096, 0.75, "QUOTA_AUTODELETE", nullptr},
-      {"firstWarning", "1", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
-      {"firstWarning", "0", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
-      {"firstWarning", "0.5", 10485760, 0.5, "QUOTA_AUTODELETE", nullptr},
-      {"quotaPolicy", "quota_ignore", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr},
-      {"quotaPolicy", "QUOTA_SUSPEND", 10485760, 0.75, "QUOTA_SUSPEND", nullptr},
-      {"zipFileName", "trace", 10485760, 0.75, "QUOTA_AUTODELETE", "trace.zip"},
-      {"zipFileName", "trace.zip", 10485760, 0.75, "QUOTA_AUTODELETE", "trace.zip"},
-      {"zipFileName", "", 10485760, 0.75, "QUOTA_AUTODELETE", nullptr}};
+  const char* cases[][3] = {  // key, value, then maxDiskSpace firstWarning quotaPolicy zipFileName
+      {"maxDiskSpace", "0", "10485760 0.75 QUOTA_AUTODELETE old.zip"}, {"maxDiskSpace", "4096", "4096 0.75 QUOTA_AUTODELETE old.zip"},
+      {"firstWarning", "1", "10485760 0.75 QUOTA_AUTODELETE old.zip"}, {"firstWarning", "0", "10485760 0.75 QUOTA_AUTODELETE old.zip"},
+      {"firstWarning", "0.5", "10485760 0.5 QUOTA_AUTODELETE old.zip"}, {"quotaPolicy", "quota_ignore", "10485760 0.75 QUOTA_AUTODELETE old.zip"},
+      {"quotaPolicy", "QUOTA_SUSPEND", "10485760 0.75 QUOTA_SUSPEND old.zip"}, {"zipFileName", "trace", "10485760 0.75 QUOTA_AUTODELETE trace.zip"},
+      {"zipFileName", "trace.zip", "10485760 0.75 QUOTA_AUTODELETE trace.zip"}, {"zipFileName", "", "10485760 0.75 QUOTA_AUTODELETE -"}};
   for (const auto& c : cases) {
-    QlgObject* h = copier({{"zipFileName", "old"}, {c.key, c.value}});
-    QlgFFDCTriggerData* d = QlgFFDCTrigger_data(h);
-    EXPECT_EQ(d->maxDiskSpace, c.maxDisk) << c.key << "=" << c.value;
-    EXPECT_DOUBLE_EQ(d->firstWarning, c.first) << c.key << "=" << c.value;
-    EXPECT_STREQ(d->quotaPolicy, c.policy) << c.key << "=" << c.value;
-    EXPECT_STREQ(d->fileCopy->zipFileName, strcmp(c.key, "zipFileName") ? "old.zip" : c.zip);
+    QlgFFDCTriggerData* d = QlgFFDCTrigger_data(copier({{"zipFileName", "old"}, {c[0], c[1]}}));
+    std::ostringstream got;
+    got << d->maxDiskSpace << " " << d->firstWarning << " " << d->quotaPolicy << " " << (d->fileCopy->zipFileName ? d->fileCopy->zipFileName : "-");
+    EXPECT_EQ(got.str(), c[2]) << c[0] << "=" << c[1];
   }
 }
 

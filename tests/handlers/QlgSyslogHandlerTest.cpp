@@ -181,8 +181,7 @@ class SyslogHandlerTest : public ::testing::Test {
 TEST_F(SyslogHandlerTest, RecordFieldsFollowRfc5424) {
   make({{"appName", "app"}, {"facility", "local0"}});
   strcpy(data()->hostName, "h\xC3\xA9st x");
-  struct Case { int level; const char* text; size_t cap; const char* expected; };
-  const Case cases[] = {
+  const struct { int level; const char* text; size_t cap; const char* expected; } cases[] = {
       {7000, "QLGBC0020E Out of memory.\r\n", 2048, "<130>1 2023-11-14T22:13:20.123Z h__st_x app PID QLGBC0020E - QLGBC0020E Out of memory."},
       {-9999, "x", 2048, "<133>1 2023-11-14T22:13:20.123Z h__st_x app PID - - x"},
       {5000, "", 2048, "<132>1 2023-11-14T22:13:20.123Z h__st_x app PID - -"},
@@ -190,7 +189,7 @@ TEST_F(SyslogHandlerTest, RecordFieldsFollowRfc5424) {
       {1000, "ab\xE2\x82\xAC", 62, "<135>1 2023-11-14T22:13:20.123Z h__st_x app PID - - \xEF\xBB\xBF" "ab"},
   };
   std::string pid = std::to_string(getpid());
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     QlgEvent* e = QlgEvent_createTagged(c.level, nullptr, 0, 0, "", 0);
     e->time = kTime;
     std::string want = c.expected;
@@ -206,11 +205,10 @@ TEST_F(SyslogHandlerTest, BadPropertyValuesAreReportedAndIgnored) {
   make({});
   const std::string longName(49, 'a'), longPath(200, 'p');
   struct Case { const char* key; const char* value; };
-  const Case bad[] = {{"transport", "http"}, {"host", ""}, {"port", "0"}, {"port", "514x"},
-                      {"port", "65536"}, {"facility", "24"}, {"facility", "user1"},
-                      {"appName", "two words"}, {"appName", longName.c_str()},
-                      {"socketPath", longPath.c_str()}, {"maxBlockMs", "-1"},
-                      {"maxBlockMs", "10ms"}, {"queueSize", "0"}, {"maxRecordBytes", "100"}};
+  const Case bad[] = {{"transport", "http"}, {"host", ""}, {"port", "0"}, {"port", "514x"}, {"port", "65536"},
+                      {"facility", "24"}, {"facility", "user1"}, {"appName", "two words"}, {"appName", longName.c_str()},
+                      {"socketPath", longPath.c_str()}, {"maxBlockMs", "-1"}, {"maxBlockMs", "10ms"}, {"queueSize", "0"},
+                      {"maxRecordBytes", "100"}};
   for (const Case& c : bad) {
     CaptureFd err(2);
     QlgObject_storeProperty(handler_, c.key, c.value);

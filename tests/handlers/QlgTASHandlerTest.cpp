@@ -118,12 +118,11 @@ TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
   std::string id = uniqueId();
   Reader reader({"--json", "--size", "4096", id});
   make(id, {{"tasLoggerName", "a_b_c"}});
-  struct Case { int level; std::string text; const char* file; const char* function; std::string expected; };
-  const Case cases[] = {
+  const struct { int level; std::string text; const char* file; const char* function; std::string expected; } cases[] = {
       {-9999, "no level", nullptr, nullptr, "\"level\":3000,\"logger\":\"a-b-c\",\"time\":1250999896491,\"message\":\"no level\",\"function\":\"\",\"file\":\"\",\"line\":0"},
       {9999, "#x_y#_z \"q\"\n", "s.c", "main", "\"level\":7000,\"logger\":\"a-b-c\",\"time\":1250999896491,\"message\":\"#x-y#_z \\\"q\\\"\\u000a\",\"function\":\"main\",\"file\":\"s.c\",\"line\":7"},
   };
-  for (const Case& c : cases) publish(c.level, c.text, c.file, c.function, 7);
+  for (const auto& c : cases) publish(c.level, c.text, c.file, c.function, 7);
   std::vector<std::string> lines = reader.stop();
   ASSERT_EQ(lines.size(), 2u);
   for (size_t i = 0; i < 2; i++) EXPECT_NE(lines[i].find(cases[i].expected), std::string::npos) << lines[i];
@@ -177,15 +176,14 @@ TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
 
 // A header written by a hostile or broken server is refused, never followed.
 TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne) {
-  struct Case { const char* what; uint32_t n; size_t mapped; uint32_t read, write; size_t textLength; };
-  const Case cases[] = {
+  const struct { const char* what; uint32_t n; size_t mapped; uint32_t read, write; size_t textLength; } cases[] = {
       {"ring larger than the mapping", 1u << 20, 64 + 4096, 0, 0, 10},
       {"read index outside the ring", 4096, 0, 4096, 0, 10},
       {"write index outside the ring", 4096, 0, 0, 0xfffffff0u, 10},
       {"ring smaller than the reserve", 1000, 0, 0, 0, 10},
       {"packet larger than N - 1024", 4096, 0, 0, 0, 3100},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     TestRing ring(c.n, c.mapped);
     ring.word(QLG_IPC_OFF_READ) = c.read;
     ring.word(QLG_IPC_OFF_WRITE) = c.write;

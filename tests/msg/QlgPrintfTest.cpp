@@ -26,11 +26,7 @@
 
 namespace {
 
-struct Result {
-  int n;
-  std::string s;
-  bool allocated;
-};
+struct Result { int n; std::string s; bool allocated; };
 
 // Formats into a fresh buffer through the va_list entry point; wide
 // conversions get a UTF-8 converter when wide is set.

@@ -34,12 +34,7 @@ std::string back(QlgCodeset* cs, const std::string& bytes) {
 
 TEST(Codeset, ConvertsBothWaysAndWritesQuestionMarksForTheInexpressible) {
   const std::string text = "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80";  // café € 😀
-  struct Case {
-    const char* name;
-    const char* canonical;
-    std::string bytes;
-    std::string readBack;
-  } cases[] = {
+  struct Case { const char* name; const char* canonical; std::string bytes; std::string readBack; } cases[] = {
       {"ISO-8859-1", "ISO88591", "caf\xE9 ? ?", "caf\xC3\xA9 ? ?"},
       {"latin1", "LATIN1", "caf\xE9 ? ?", "caf\xC3\xA9 ? ?"},
       {"CP1252", "CP1252", "caf\xE9 \x80 ?", "caf\xC3\xA9 \xE2\x82\xAC ?"},
@@ -82,13 +77,9 @@ TEST(Codeset, ConvertsBothWaysAndWritesQuestionMarksForTheInexpressible) {
 TEST(Codeset, LogFilesAreWrittenInTheirFileEncoding) {
   inChild([] {
     TempDir dir;
-    std::string props = dir.write("t.properties",
-                                  "t.logger.className=qlg_basiclogger\n"
-                                  "t.logger.level=DEBUG_MAX\n"
-                                  "t.logger.listenerNames=t.file\n"
-                                  "t.file.className=qlg_filehandler\n"
-                                  "t.file.fileName=" + dir.file("latin.log") + "\n"
-                                  "t.file.fileEncoding=ISO-8859-1\n");
+    std::string props = dir.write("t.properties", "t.logger.className=qlg_basiclogger\nt.logger.level=DEBUG_MAX\n"
+                                  "t.logger.listenerNames=t.file\nt.file.className=qlg_filehandler\n"
+                                  "t.file.fileName=" + dir.file("latin.log") + "\nt.file.fileEncoding=ISO-8859-1\n");
     ASSERT_TRUE(QlgToolkit_initialize(props.c_str()));
     QlgObject* logger = QlgObject_create("t.logger", nullptr);
     ASSERT_NE(logger, nullptr);
@@ -102,10 +93,8 @@ TEST(Codeset, LogFilesAreWrittenInTheirFileEncoding) {
 }
 
 TEST(Codeset, ConsoleOutputFollowsTheLocaleCodeset) {
-  struct Case {
-    const char* lang;
-    const char* printed;
-  } cases[] = {{"fr_FR.ISO-8859-1", "caf\xE9 ?"}, {"fr_FR.UTF-8", "caf\xC3\xA9 \xE2\x82\xAC"}, {"C", "caf? ?"}};
+  struct Case { const char* lang; const char* printed; } cases[] = {
+      {"fr_FR.ISO-8859-1", "caf\xE9 ?"}, {"fr_FR.UTF-8", "caf\xC3\xA9 \xE2\x82\xAC"}, {"C", "caf? ?"}};
   for (const Case& c : cases) {
     inChild([&] {
       env("LC_ALL", nullptr);
@@ -138,11 +127,7 @@ TEST(Codeset, TimeFormattingWorksInTheDefaultCodeset) {
 }
 
 TEST(Locale, NamesAreNormalisedAndMappedToTheirCatalogLanguage) {
-  struct Case {
-    const char* name;
-    const char* normalised;
-    const char* catalogLanguage;
-  } cases[] = {
+  struct Case { const char* name; const char* normalised; const char* catalogLanguage; } cases[] = {
       {"japanese", "ja_JP", "ja_JP"}, {"Jp_JP", "ja_JP", "ja_JP"}, {"en-us", "en_US", "C"},
       {"de", "de", "de"},             {"de.UTF-8", "de", "de"},   {"ja_jp", "ja_JP", "ja_JP"},
       {"fr_FR.UTF-8", "fr_FR", "fr_FR"}, {"fr_CA", "fr_CA", "fr_FR"}, {"american", "C", "C"},
@@ -169,11 +154,7 @@ TEST(Locale, CatalogSearchOrderFollowsElementsThenCandidates) {
     TempDir dir;
     ASSERT_EQ(chdir(dir.path().c_str()), 0);
     const std::string tpl = "C:\\msg\\%L\\%N.cat;D:\\x\\%l\\%N";
-    struct Case {
-      std::vector<std::string> files;
-      int flags;
-      std::string found;
-    } cases[] = {
+    struct Case { std::vector<std::string> files; int flags; std::string found; } cases[] = {
         {{"C:\\msg\\C\\qlgmsg.cat", "C:\\msg\\fr_FR\\qlgmsg.cat", "C:\\msg\\fr\\qlgmsg.cat"}, 0, "C:\\msg\\fr\\qlgmsg.cat"},
         {{"C:\\msg\\C\\qlgmsg.cat", "C:\\msg\\fr_FR\\qlgmsg.cat"}, 0, "C:\\msg\\fr_FR\\qlgmsg.cat"},
         {{"C:\\msg\\C\\qlgmsg.cat", "C:\\msg\\fr_FR\\qlgmsg.cat"}, QLG_NLS_NO_CAT_LANG, "C:\\msg\\C\\qlgmsg.cat"},

@@ -3,13 +3,13 @@
 // Cross-process cases fork real children; each child opens the name itself
 // and reports through its exit code or a pipe.  Every test works in a private
 // TMPDIR so that no lock file is shared with anything else on the machine.
-#include <dirent.h>
 #include <errno.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
 
 #include <atomic>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -252,9 +252,8 @@ TEST_F(CxMutexTest, BadNamesNullArgumentsAndOutOfMemoryAreRefusedLeavingNoHandle
   for (const CxStatus& s : {CxMutex_createNamed(nullptr, "x"), CxMutex_create(nullptr), CxMutex_lock(nullptr),
                             CxMutex_lockTimed(nullptr, 10), CxMutex_unlock(nullptr), CxMutex_close(nullptr), CxMutex_close(&m)})
     EXPECT_EQ(statusOf(s), "p 22");
-  DIR* d = opendir("/proc/self/fd");
-  int fds = 0;
-  while (readdir(d)) fds++;
+  auto fds = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+  auto before = fds();
   for (int isNamed = 0; isNamed < 2; isNamed++) {
     m = reinterpret_cast<CxMutex*>(&m);
     QlgMem_failAt(1);
@@ -263,8 +262,5 @@ TEST_F(CxMutexTest, BadNamesNullArgumentsAndOutOfMemoryAreRefusedLeavingNoHandle
     EXPECT_EQ(statusOf(s), statusText('p', ENOMEM));
     EXPECT_EQ(m, nullptr);
   }
-  rewinddir(d);
-  while (readdir(d)) fds--;
-  closedir(d);
-  EXPECT_EQ(fds, 0) << "no descriptor leaks";
+  EXPECT_EQ(fds(), before) << "no descriptor leaks";
 }
