@@ -142,11 +142,11 @@ TEST(Trace, AFailedFormatLosesOnlyThatPieceOfText) {
 
 TEST(BaseString, AssignConcatAndLengthTolerateNull) {
   String s("ab");
-  const wchar_t wide[] = {0x20AC, 0xD7FF, 0xD800, 0xDFFF, 0xE000, (wchar_t)0x110000, 0};  // no surrogates
+  const wchar_t wide[] = {0x20AC, 0xD7FF, 0xD800, 0xDFFF, 0xE000, 0};  // lone surrogates become '?'
   s.concat((const char*)nullptr).concat(String("cd")).concat(wide);
-  EXPECT_EQ(std::string(s), "abcd\xe2\x82\xac\xed\x9f\xbf??\xee\x80\x80?");
+  EXPECT_EQ(std::string(s), "abcd\xe2\x82\xac\xed\x9f\xbf??\xee\x80\x80");
   s.concat(s);
-  EXPECT_EQ(s.length(), 32);
+  EXPECT_EQ(s.length(), 30);
   s.assign(nullptr);
   EXPECT_EQ(std::string(s), "");
   String copy("x");
