@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * qlg_filehandler: how a configured name becomes a path, the properties and
- * their checks, head/record/tail placement, size-based rollover, and
- * recovery from file-system faults (a directory that cannot be made, a path
- * that cannot be opened).  A file removed, moved or emptied by another
- * program is the hot-path tests' subject; file modes and a full device are
- * with the POSIX-only rules.
+ * qlg_filehandler: names and paths, properties, head/record/tail placement,
+ * rollover, and recovery from file-system faults (with the multi-process
+ * class where the rule is shared).
  */
 #include <errno.h>
 #include <string.h>
@@ -37,7 +34,7 @@ std::string cwd() {
 
 /* ---- names and paths ---- */
 
-TEST(FileHandlerPath, NamesAreSplitAndComposedIntoThePath) {
+TEST(FileHandlerPath, NamesAreSplitComposedOrRejectedAndReported) {
   QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
   ASSERT_NE(d, nullptr);
   /* The base name keeps its separator; an empty directory part means the
@@ -52,23 +49,6 @@ TEST(FileHandlerPath, NamesAreSplitAndComposedIntoThePath) {
   EXPECT_EQ(d->index, 0);
   QlgFileHandler_setFileName("var/log/trace12.txt", d);
   EXPECT_EQ(d->index, 12);
-  QlgFileHandler_destroy(d);
-  EXPECT_EQ(QlgFileHandler_composePath("/logs", nullptr, 1, "log"), nullptr);
-}
-
-TEST_F(FileHandlerTest, ConfiguredNamesGetTheirDigitGuardedOrAreReportedAndReplaced) {
-  CaptureFd err(2);
-  /* Only the digit before the last dot counts. */
-  std::pair<std::string, std::string> cases[] = {
-      {dir_.file("trace3.log"), dir_.path() + "//trace3_.log"}, {dir_.file("123"), dir_.path() + "//123_"},
-      {dir_.file("log2.x.txt"), dir_.path() + "//log2.x.txt"}, {"", cwd() + "/default.log"}};
-  for (const auto& c : cases) EXPECT_EQ(path(handler({{"fileName", c.first}})), c.second);
-  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h6'");
-}
-
-TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
-  QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
-  ASSERT_NE(d, nullptr);
   CaptureFd err(2);
   QlgFileHandler_setFileName(nullptr, d);
   EXPECT_EQ(d->path, nullptr);
@@ -83,6 +63,17 @@ TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
   EXPECT_HAS(text, "QLGBC0031E Property 'fileName' must be 260 characters or less.");
   EXPECT_EQ(text.find("QLGBC0030E"), text.rfind("QLGBC0030E")) << "silenced when logInternalErrs is off";
   QlgFileHandler_destroy(d);
+  EXPECT_EQ(QlgFileHandler_composePath("/logs", nullptr, 1, "log"), nullptr);
+}
+
+TEST_F(FileHandlerTest, ConfiguredNamesGetTheirDigitGuardedOrAreReportedAndReplaced) {
+  CaptureFd err(2);
+  /* Only the digit before the last dot counts. */
+  std::pair<std::string, std::string> cases[] = {
+      {dir_.file("trace3.log"), dir_.path() + "//trace3_.log"}, {dir_.file("123"), dir_.path() + "//123_"},
+      {dir_.file("log2.x.txt"), dir_.path() + "//log2.x.txt"}, {"", cwd() + "/default.log"}};
+  for (const auto& c : cases) EXPECT_EQ(path(handler({{"fileName", c.first}})), c.second);
+  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h6'");
 }
 
 /* ---- properties ---- */
@@ -248,24 +239,31 @@ TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecor
             "/sub' was given."}},
       {busy, busy, [&] { ASSERT_TRUE(std::filesystem::create_directory(busy)); },
        [&] { ASSERT_TRUE(std::filesystem::remove(busy)); }, {}}};
-  for (auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    c.block();
-    int fd = -1;
-    CxStatus refused = CxFile_open(&fd, c.written.c_str(), CX_O_WRONLY | CX_O_CREAT);
-    ASSERT_EQ(refused.origin, 'p');
-    c.reports.push_back(strerror(refused.code));
-    QlgObject* h = handler({{"fileName", c.name}});
-    {
-      CaptureFd err(2);
-      log(h, {"lost"});
-      std::string text = err.text();
+  QlgObject* rec = make("rec", "test_recorder");
+  for (const char* cls : {"qlg_filehandler", "qlg_multiproc_filehandler"}) {
+    for (auto& c : cases) {
+      SCOPED_TRACE(std::string(cls) + " " + c.name);
+      c.block();
+      int fd = -1;
+      CxStatus refused = CxFile_open(&fd, c.written.c_str(), CX_O_WRONLY | CX_O_CREAT);
+      ASSERT_EQ(refused.origin, 'p');
+      QlgObject* h = handler({{"fileName", c.name}}, false, cls);
+      QlgObject_addListener(h, rec);
+      ardeltest::seen().clear();
+      std::string text = ardeltest::stderrOf([&] { log(h, {"lost"}); });
       for (const auto& r : c.reports) EXPECT_HAS(text, r);
+      EXPECT_HAS(text, strerror(refused.code));
+      EXPECT_EQ(data(h)->isOpen, 0);
+      bool mp = std::string(cls) == "qlg_multiproc_filehandler";
+      if (mp) { EXPECT_TRUE(ardeltest::seen().empty()) << "a lost record is not passed on"; }
+      c.unblock();
+      log(h, {"kept"});
+      EXPECT_EQ(readFile(c.written), "kept\n");
+      if (mp) { EXPECT_EQ(ardeltest::seen().size(), 1u); }
     }
-    EXPECT_EQ(data(h)->isOpen, 0);
-    c.unblock();
-    log(h, {"kept"});
-    EXPECT_EQ(readFile(c.written), "kept\n");
+    std::error_code ec;
+    std::filesystem::remove_all(blocker, ec);
+    std::filesystem::remove(busy, ec);
   }
 }
 
