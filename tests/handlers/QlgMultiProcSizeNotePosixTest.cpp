@@ -14,21 +14,23 @@ namespace {
 
 using ardeltest::readFile;
 using fhtest::exists;
-using fhtest::Props;
 
 using MPSizeNoteTest = fhtest::FileHandlerFixture;
 
+// The note is shared by every handler of the lock key: each case runs alone.
 TEST_F(MPSizeNoteTest, WhatAnotherProgramDoesToTheFileCountsOverTheStaleNote) {
-  Props rolling = {{"maxFiles", "2"}, {"maxFileBytes", "9"}};
-  QlgObject* t = handler({{"fileName", dir_.file("t.log")}, rolling[0], rolling[1]}, false, "qlg_multiproc_filehandler");
-  QlgObject* g = handler({{"fileName", dir_.file("g.log")}, rolling[0], rolling[1]}, false, "qlg_multiproc_filehandler");
+  auto mp = [&](const char* name) {
+    return handler({{"fileName", dir_.file(name)}, {"maxFiles", "2"}, {"maxFileBytes", "9"}}, false,
+                   "qlg_multiproc_filehandler");
+  };
+  QlgObject* t = mp("t.log");
   log(t, {"r1", "r2"});  // 6 bytes noted
-  log(g, {"r1"});
   ASSERT_EQ(truncate(dir_.file("t.log").c_str(), 0), 0);
-  log(t, {"r3"});
-  log(t, {"r4"});  // the note says 6 + 3 = 9: due, but the file holds 3
+  log(t, {"r3", "r4"});  // the note says 6 + 3 = 9: due, but the file holds 3
   EXPECT_EQ(readFile(dir_.file("t.log")), "r3\nr4\n");
   EXPECT_FALSE(exists(dir_.file("t1.log"))) << "rolled over on the note alone";
+  QlgObject* g = mp("g.log");
+  log(g, {"r1"});
   int fd = open(dir_.file("g.log").c_str(), O_WRONLY | O_APPEND);
   ASSERT_GE(fd, 0);
   ASSERT_EQ(write(fd, "outside\n", 8), 8);
