@@ -45,27 +45,32 @@ QlgObject* startFileLogger(const TempDir& dir) {
 
 void logText(QlgObject* app, const char* text) { QlgLogger_logMin(app, "t.cpp", "f", 7, text, 0); }
 
-/* A file removed or moved away by another program: in every-record mode
-   the very next record starts a new file with its head; with
-   pathCheckInterval the records go on into the old file until the
-   interval has passed. */
+/* A file removed or moved away by another program, or its directory
+   removed: in every-record mode the very next record starts a new file
+   (with its head, where the class writes one); with pathCheckInterval the
+   records go on into the old file until the interval has passed. */
 TEST_F(HotPathTest, RemovedOrMovedFileIsNoticedInBothModes) {
-  struct { const char* interval; bool move; std::string now, moved; } cases[] = {
-      {"0", false, "HEAD\nsecond\nthird\n", ""},
-      {"0", true, "HEAD\nsecond\nthird\n", "HEAD\nfirst\n"},
-      {"300", false, "HEAD\nthird\n", ""},
-      {"300", true, "HEAD\nthird\n", "HEAD\nfirst\nsecond\n"}};
+  enum { kRemove, kMove, kRemoveDir };
+  const char *fh = "qlg_filehandler", *mp = "qlg_multiproc_filehandler";
+  struct { const char* cls; const char* interval; int act; std::string now, moved; } cases[] = {
+      {fh, "0", kRemove, "HEAD\nsecond\nthird\n", ""},
+      {fh, "0", kMove, "HEAD\nsecond\nthird\n", "HEAD\nfirst\n"},
+      {fh, "300", kRemove, "HEAD\nthird\n", ""},
+      {fh, "300", kMove, "HEAD\nthird\n", "HEAD\nfirst\nsecond\n"},
+      {mp, "0", kRemove, "second\nthird\n", ""},
+      {mp, "0", kMove, "second\nthird\n", "first\n"},
+      {mp, "0", kRemoveDir, "second\nthird\n", ""}};
   char n = 'a';
   for (const auto& c : cases) {
-    if (!c.move && !ardeltest::kRemovedOpenFileVanishes) continue;
-    SCOPED_TRACE(std::string("pathCheckInterval ") + c.interval + (c.move ? ", moved" : ", removed"));
-    std::string active = dir_.file(std::string(1, n++) + ".log");
-    QlgObject* h = handler({{"fileName", active}, {"pathCheckInterval", c.interval}}, true);
+    if (c.act != kMove && !ardeltest::kRemovedOpenFileVanishes) continue;
+    SCOPED_TRACE(std::string(c.cls) + " pathCheckInterval " + c.interval + " case " + std::to_string(c.act));
+    std::string sub = dir_.file(std::string(1, n++)), active = sub + "/x.log";
+    QlgObject* h = handler({{"fileName", active}, {"pathCheckInterval", c.interval}}, true, c.cls);
     log(h, {"first"});
-    if (c.move)
-      fs::rename(active, active + ".moved");
+    if (c.act == kMove)
+      fs::rename(active, sub + ".moved");
     else
-      ASSERT_TRUE(fs::remove(active));
+      ASSERT_GT(fs::remove_all(c.act == kRemove ? active : sub), 0u);
     log(h, {"second"});
     if (std::string(c.interval) != "0") {
       EXPECT_FALSE(fs::exists(active)) << "looked up before the interval had passed";
@@ -73,7 +78,8 @@ TEST_F(HotPathTest, RemovedOrMovedFileIsNoticedInBothModes) {
     }
     log(h, {"third"});
     EXPECT_EQ(readFile(active), c.now);
-    if (c.move) { EXPECT_EQ(readFile(active + ".moved"), c.moved); }
+    if (c.act == kMove) { EXPECT_EQ(readFile(sub + ".moved"), c.moved); }
+    close(h);
   }
 }
 

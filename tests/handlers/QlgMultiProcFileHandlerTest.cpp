@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -94,28 +93,6 @@ TEST_F(MPFileHandlerTest, BackupThatCannotBeCreatedPrintsErrOpeningAndStillTrunc
   EXPECT_NE(err.text().find("QLGMP0073W Could not write to the backup log file " + backup +
                             " during log file rollover."), std::string::npos);
   EXPECT_EQ(readFile(dir_.file("b.log")), "x2\n");
-}
-
-/* What logrotate and tidy users do to a shared file: every writer notices
-   and writes to the path again, directory included. */
-TEST_F(MPFileHandlerTest, FileRemovedOrRenamedIsOpenedAgainAtItsPath) {
-  std::string sub = dir_.file("sub"), path = sub + "/mp.log";
-  struct { const char* what; std::function<void()> act; std::string oldFile; } cases[] = {
-      {"removed", [&] { ASSERT_TRUE(fs::remove(path)); }, ""},
-      {"renamed", [&] { fs::rename(path, dir_.file("moved.log")); }, dir_.file("moved.log")},
-      {"directory removed", [&] { ASSERT_GT(fs::remove_all(sub), 0u); }, ""}};
-  for (auto& c : cases) {
-    if (c.oldFile.empty() && !ardeltest::kRemovedOpenFileVanishes) continue; /* a removal */
-    SCOPED_TRACE(c.what);
-    QlgObject* h = handler({{"fileName", path}});
-    log(h, {"before"});
-    c.act();
-    log(h, {"after"});
-    EXPECT_EQ(readFile(path), "after\n");
-    if (!c.oldFile.empty()) { EXPECT_EQ(readFile(c.oldFile), "before\n"); }
-    close(h);
-    fs::remove(path);
-  }
 }
 
 /* ---- several processes ---- */
