@@ -95,6 +95,24 @@ TEST_F(MPFileHandlerTest, BackupThatCannotBeCreatedPrintsErrOpeningAndStillTrunc
   EXPECT_EQ(readFile(dir_.file("b.log")), "x2\n");
 }
 
+TEST_F(MPFileHandlerTest, FileThatCannotBeOpenedKeepsTheEventFromListeners) {
+  std::string blocker = dir_.write("plain", "x");
+  QlgObject* h = handler({{"fileName", blocker + "/sub/m.log"}});
+  QlgObject* rec = make("rec", "test_recorder");
+  QlgObject_addListener(h, rec);
+  ardeltest::seen().clear();
+  {
+    CaptureFd err(2);
+    log(h, {"lost"});
+    EXPECT_NE(err.text().find("QLGFH0032E Property 'fileName' must be a valid file path"), std::string::npos);
+  }
+  EXPECT_TRUE(ardeltest::seen().empty());
+  ASSERT_TRUE(fs::remove(blocker));
+  log(h, {"kept"});
+  EXPECT_EQ(readFile(blocker + "/sub//m.log"), "kept\n");
+  EXPECT_EQ(ardeltest::seen().size(), 1u);
+}
+
 /* ---- several processes ---- */
 
 const int kLineSlack = 64; /* longer than any record line of these tests */
