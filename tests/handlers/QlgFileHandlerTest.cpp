@@ -34,7 +34,7 @@ std::string cwd() {
 
 /* ---- names and paths ---- */
 
-TEST(FileHandlerPath, NamesAreSplitComposedOrRejectedAndReported) {
+TEST_F(FileHandlerTest, NamesAreSplitComposedOrRejectedAndReported) {
   QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
   ASSERT_NE(d, nullptr);
   /* The base name keeps its separator; an empty directory part means the
