@@ -17,8 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/Recorder.h"
-#include "support/TestSupport.h"
+#include "handlers/FileHandlerFixture.h"
 
 using ardeltest::inChild;
 using ardeltest::readFile;
@@ -28,13 +27,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using HotPathTest = fhtest::FileHandlerFixture;
+
 /* Starts the toolkit with logger "app" feeding file handler "fh" (formatter
    with the head "HEAD\n") and returns the logger. */
-QlgObject* startFileLogger(const TempDir& dir, const std::string& handlerProps) {
+QlgObject* startFileLogger(const TempDir& dir) {
   std::string props = dir.write(
       "h.properties", "app.className=qlg_basiclogger\napp.level=DEBUG_MIN\napp.listenerNames=fh\n"
                       "fh.className=qlg_filehandler\nfh.fileName=" + dir.path() + "/t.log\n"
-                      "fh.formatterName=headfmt\nheadfmt.className=hot_headfmt\n" + handlerProps);
+                      "fh.formatterName=headfmt\nheadfmt.className=hot_headfmt\nfh.maxFiles=1\n");
   QlgToolkit_shutdown(); /* a toolkit the test process started earlier */
   if (!QlgToolkit_initialize(props.c_str())) return nullptr;
   QlgClass_registerFormatter("hot_headfmt", nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -44,78 +45,62 @@ QlgObject* startFileLogger(const TempDir& dir, const std::string& handlerProps) 
 
 void logText(QlgObject* app, const char* text) { QlgLogger_logMin(app, "t.cpp", "f", 7, text, 0); }
 
-int countOf(const std::string& text, const std::string& what) {
-  int n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
-  return n;
-}
-
-}  // namespace
-
-/* A file removed or moved away by another program: in every-record mode
-   the very next record starts a new file with its head; with
-   pathCheckInterval the records go on into the old file until the
-   interval has passed. */
-TEST(FileHandlerHotPath, RemovedOrMovedFileIsNoticedInBothModes) {
-  struct Case {
-    const char* interval;
-    bool move;
-  } cases[] = {{"0", false}, {"0", true}, {"300", false}, {"300", true}};
-  for (const Case& c : cases) {
-    if (!c.move && !ardeltest::kRemovedOpenFileVanishes) continue;
-    SCOPED_TRACE(std::string("pathCheckInterval ") + c.interval + (c.move ? ", moved" : ", removed"));
-    TempDir dir;
-    inChild([&] {
-      QlgObject* app = startFileLogger(dir, std::string("fh.pathCheckInterval=") + c.interval + "\n");
-      ASSERT_NE(app, nullptr);
-      logText(app, "first");
-      std::string active = dir.file("t.log");
-      if (c.move)
-        fs::rename(active, dir.file("moved.log"));
-      else
-        ASSERT_TRUE(fs::remove(active));
-      logText(app, "second");
-      bool interval = std::string(c.interval) != "0";
-      if (interval) {
-        EXPECT_FALSE(fs::exists(active)) << "looked up before the interval had passed";
-        std::this_thread::sleep_for(400ms);
-      }
-      logText(app, "third");
-      std::string now = readFile(active);
-      EXPECT_EQ(now.rfind("HEAD\n", 0), 0u) << now;
-      EXPECT_EQ(countOf(now, "HEAD\n"), 1);
-      EXPECT_EQ(countOf(now, " third\n"), 1);
-      EXPECT_EQ(countOf(now, " second\n"), interval ? 0 : 1);
-      if (c.move) {
-        std::string moved = readFile(dir.file("moved.log"));
-        EXPECT_EQ(countOf(moved, " first\n"), 1);
-        EXPECT_EQ(countOf(moved, " second\n"), interval ? 1 : 0);
-      }
-    });
+/* A file removed or moved away by another program, or its directory
+   removed: in every-record mode the very next record starts a new file
+   (with its head, where the class writes one); with pathCheckInterval the
+   records go on into the old file until the interval has passed. */
+TEST_F(HotPathTest, RemovedOrMovedFileIsNoticedInBothModes) {
+  enum { kRemove, kMove, kRemoveDir };
+  const char *fh = "qlg_filehandler", *mp = "qlg_multiproc_filehandler";
+  struct { const char* cls; const char* interval; int act; std::string now, moved; } cases[] = {
+      {fh, "0", kRemove, "HEAD\nsecond\nthird\n", ""},
+      {fh, "0", kMove, "HEAD\nsecond\nthird\n", "HEAD\nfirst\n"},
+      {fh, "300", kRemove, "HEAD\nthird\n", ""},
+      {fh, "300", kMove, "HEAD\nthird\n", "HEAD\nfirst\nsecond\n"},
+      {mp, "0", kRemove, "second\nthird\n", ""},
+      {mp, "0", kMove, "second\nthird\n", "first\n"},
+      {mp, "0", kRemoveDir, "second\nthird\n", ""}};
+  char n = 'a';
+  for (const auto& c : cases) {
+    if (c.act != kMove && !ardeltest::kRemovedOpenFileVanishes) continue;
+    SCOPED_TRACE(std::string(c.cls) + " pathCheckInterval " + c.interval + " case " + std::to_string(c.act));
+    std::string sub = dir_.file(std::string(1, n++)), active = sub + "/x.log";
+    QlgObject* h = handler({{"fileName", active}, {"pathCheckInterval", c.interval}}, true, c.cls);
+    log(h, {"first"});
+    if (c.act == kMove)
+      fs::rename(active, sub + ".moved");
+    else
+      ASSERT_GT(fs::remove_all(c.act == kRemove ? active : sub), 0u);
+    log(h, {"second"});
+    if (std::string(c.interval) != "0") {
+      EXPECT_FALSE(fs::exists(active)) << "looked up before the interval had passed";
+      std::this_thread::sleep_for(400ms);
+    }
+    log(h, {"third"});
+    EXPECT_EQ(readFile(active), c.now);
+    if (c.act == kMove) { EXPECT_EQ(readFile(sub + ".moved"), c.moved); }
+    close(h);
   }
 }
 
 /* A file emptied in place by another program: within a second the handler
    counts from the new size, so records that fit under the limit after the
-   truncation do not roll the file over. */
-TEST(FileHandlerHotPath, TruncationByAnotherProgramIsPickedUpWithinASecond) {
+   truncation do not roll the file over; the limit still holds on the real
+   size. */
+TEST_F(HotPathTest, TruncationByAnotherProgramIsPickedUpWithinASecond) {
   for (const char* interval : {"0", "1000"}) {
     SCOPED_TRACE(std::string("pathCheckInterval ") + interval);
-    TempDir dir;
-    inChild([&] {
-      QlgObject* app = startFileLogger(
-          dir, std::string("fh.maxFileBytes=200\nfh.maxFiles=2\nfh.pathCheckInterval=") + interval + "\n");
-      ASSERT_NE(app, nullptr);
-      for (int i = 0; i < 3; i++) logText(app, "before the truncation");
-      fs::resize_file(dir.file("t.log"), 0);
-      std::this_thread::sleep_for(1100ms);
-      for (int i = 0; i < 3; i++) logText(app, "after");
-      EXPECT_FALSE(fs::exists(dir.file("t1.log"))) << "rolled over on a stale size";
-      EXPECT_EQ(countOf(readFile(dir.file("t.log")), " after\n"), 3);
-      /* And the limit still holds on the real size. */
-      for (int i = 0; i < 6; i++) logText(app, "after");
-      EXPECT_TRUE(fs::exists(dir.file("t1.log")));
-    });
+    std::string active = dir_.file(std::string("t") + interval[0] + "x.log");
+    QlgObject* h = handler({{"fileName", active}, {"maxFileBytes", "200"}, {"maxFiles", "2"},
+                            {"pathCheckInterval", interval}});
+    log(h, std::vector<std::string>(3, std::string(65, 'b')));
+    fs::resize_file(active, 0);
+    std::this_thread::sleep_for(1100ms);
+    log(h, {"after", "after", "after"});
+    EXPECT_FALSE(fs::exists(dir_.file(std::string("t") + interval[0] + "x1.log"))) << "rolled over on a stale size";
+    EXPECT_EQ(readFile(active), "after\nafter\nafter\n");
+    log(h, std::vector<std::string>(40, "after"));
+    EXPECT_TRUE(fs::exists(dir_.file(std::string("t") + interval[0] + "x1.log")));
   }
 }
 
@@ -126,7 +111,7 @@ TEST(FileHandlerHotPath, TruncationByAnotherProgramIsPickedUpWithinASecond) {
 TEST(FileHandlerHotPath, GroupCommitKeepsEveryRecordWholeAndInThreadOrder) {
   TempDir dir;
   inChild([&] {
-    QlgObject* app = startFileLogger(dir, "fh.maxFiles=1\n");
+    QlgObject* app = startFileLogger(dir);
     ASSERT_NE(app, nullptr);
     const int kThreadCount = 4, kEach = 3000;
     std::vector<std::thread> pool;
@@ -155,21 +140,19 @@ TEST(FileHandlerHotPath, GroupCommitKeepsEveryRecordWholeAndInThreadOrder) {
     std::vector<int> nextOf(kThreadCount, 0);
     size_t at = 5;
     int lines = 0;
-    while (at < all.size()) {
-      size_t end = all.find('\n', at);
+    for (size_t end; at < all.size(); at = end + 1, lines++) {
+      end = all.find('\n', at);
       ASSERT_NE(end, std::string::npos);
       std::string line = all.substr(at, end - at);
-      at = end + 1;
-      int t = -1, n = -1;
       size_t tpos = line.find(" t.cpp f 7 t");
-      ASSERT_NE(tpos, std::string::npos) << line;
-      ASSERT_EQ(std::sscanf(line.c_str() + tpos, " t.cpp f 7 t%d n%d end", &t, &n), 2) << line;
-      ASSERT_EQ(line.substr(line.size() - 4), " end") << line;
-      ASSERT_TRUE(t >= 0 && t < kThreadCount);
-      ASSERT_EQ(n, nextOf[t]) << "thread " << t << " out of order";
-      nextOf[t]++;
-      lines++;
+      int t = -1, n = -1, used = 0;
+      ASSERT_TRUE(tpos != std::string::npos &&
+                  std::sscanf(line.c_str() + tpos, " t.cpp f 7 t%d n%d end%n", &t, &n, &used) == 2 &&
+                  tpos + used == line.size() && t >= 0 && t < kThreadCount) << line;
+      ASSERT_EQ(n, nextOf[t]++) << "thread " << t << " out of order";
     }
     EXPECT_EQ(lines, kThreadCount * kEach);
   });
 }
+
+}  // namespace

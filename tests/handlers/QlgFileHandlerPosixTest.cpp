@@ -1,17 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The file handlers' rules that only POSIX systems have, built there alone:
- * - a FIFO, or a symbolic link planted in a directory others can write, at
- *   the log path (both classes);
- * - the mode of a newly created file, and a path longer than Windows allows;
- * - a full device, made here with a file size limit;
- * - golden: 100,000 varied trace statements (all five calls, escaped method
- *   names, every kind of format, long and empty texts, zone changes) through
- *   the front end into a rolling file give exactly the lines the library
- *   gave before the fast path: each time stamp is checked against its own
- *   second, zone and offset rule, and everything after the stamps hashes to
- *   the value captured from the earlier library, a POSIX build (64-bit
- *   long, POSIX zone rules).
+ * The file handlers' rules that only POSIX systems have: FIFOs and planted
+ * links at the log path, file modes, paths longer than Windows allows, a
+ * full device, and the golden run (100,000 varied trace statements whose
+ * lines after the stamps hash to what the earlier library wrote, in a
+ * POSIX build: 64-bit long, POSIX zone rules).
  */
 #include <errno.h>
 #include <signal.h>
@@ -90,8 +83,6 @@ TEST_F(PosixFileHandlerTest, LinkPlantedInASharedDirectoryIsFollowedOnlyForTrust
   }
 }
 
-/* What logrotate and tidy users do to a shared file: every writer notices
-   and writes to the path again, directory included. */
 TEST_F(PosixFileHandlerTest, CreatedFileGetsTheConfiguredPermission) {
   QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}});
   mode_t old = umask(0);
@@ -209,12 +200,9 @@ void statement(CLogWrapper* w, uint32_t& rng, int i, const std::string& longText
     longMethod = std::string(600, 'm') + "<&>";
     method = longMethod.c_str();
   }
-  void (*call)(CLogWrapper*, int, const char*, const char*, const char*, ...) =
-      (r >> 9) % 5 == 0   ? traceMIN
-      : (r >> 9) % 5 == 1 ? traceMID
-      : (r >> 9) % 5 == 2 ? traceMAX
-      : (r >> 9) % 5 == 3 ? traceEntry
-                          : traceExit;
+  static void (*const calls[])(CLogWrapper*, int, const char*, const char*, const char*, ...) = {
+      traceMIN, traceMID, traceMAX, traceEntry, traceExit};
+  auto call = calls[(r >> 9) % 5];
   switch ((r >> 12) % 13) {
     case 0: call(w, line, file, method, "value %d of %s", i, "name"); break;
     case 1: call(w, line, file, method, "plain text without conversions"); break;
@@ -310,9 +298,7 @@ TEST(FileHandlerHotPath, GoldenRunMatchesTheEarlierOutputByteForByte) {
       count++;
     }
     EXPECT_EQ(count, kRecords);
-    char got[32];
-    std::snprintf(got, sizeof got, "0x%016llxULL", (unsigned long long)hash.h);
-    EXPECT_EQ(hash.h, kGoldenHash) << "hash of the lines after their stamps: " << got;
+    EXPECT_EQ(hash.h, kGoldenHash) << "hash of the lines after their stamps: " << std::hex << hash.h;
   });
 }
 

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * qlg_filehandler: how a configured name becomes a path, the properties and
- * their checks, head/record/tail placement, size-based rollover, and
- * recovery from file-system faults (a directory that cannot be made, a path
- * that cannot be opened).  A file removed, moved or emptied by another
- * program is the hot-path tests' subject; file modes and a full device are
- * with the POSIX-only rules.
+ * qlg_filehandler: names and paths, properties, head/record/tail placement,
+ * rollover, and recovery from file-system faults (with the multi-process
+ * class where the rule is shared).
  */
 #include <errno.h>
 #include <string.h>
@@ -37,7 +34,7 @@ std::string cwd() {
 
 /* ---- names and paths ---- */
 
-TEST(FileHandlerPath, NamesAreSplitAndComposedIntoThePath) {
+TEST_F(FileHandlerTest, NamesAreSplitComposedOrRejectedAndReported) {
   QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
   ASSERT_NE(d, nullptr);
   /* The base name keeps its separator; an empty directory part means the
@@ -52,23 +49,6 @@ TEST(FileHandlerPath, NamesAreSplitAndComposedIntoThePath) {
   EXPECT_EQ(d->index, 0);
   QlgFileHandler_setFileName("var/log/trace12.txt", d);
   EXPECT_EQ(d->index, 12);
-  QlgFileHandler_destroy(d);
-  EXPECT_EQ(QlgFileHandler_composePath("/logs", nullptr, 1, "log"), nullptr);
-}
-
-TEST_F(FileHandlerTest, ConfiguredNamesGetTheirDigitGuardedOrAreReportedAndReplaced) {
-  CaptureFd err(2);
-  /* Only the digit before the last dot counts. */
-  std::pair<std::string, std::string> cases[] = {
-      {dir_.file("trace3.log"), dir_.path() + "//trace3_.log"}, {dir_.file("123"), dir_.path() + "//123_"},
-      {dir_.file("log2.x.txt"), dir_.path() + "//log2.x.txt"}, {"", cwd() + "/default.log"}};
-  for (const auto& c : cases) EXPECT_EQ(path(handler({{"fileName", c.first}})), c.second);
-  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h6'");
-}
-
-TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
-  QlgFileHandlerData* d = static_cast<QlgFileHandlerData*>(QlgFileHandler_create());
-  ASSERT_NE(d, nullptr);
   CaptureFd err(2);
   QlgFileHandler_setFileName(nullptr, d);
   EXPECT_EQ(d->path, nullptr);
@@ -83,6 +63,17 @@ TEST_F(FileHandlerTest, RejectedNamesAreReportedAndLeaveNoPath) {
   EXPECT_HAS(text, "QLGBC0031E Property 'fileName' must be 260 characters or less.");
   EXPECT_EQ(text.find("QLGBC0030E"), text.rfind("QLGBC0030E")) << "silenced when logInternalErrs is off";
   QlgFileHandler_destroy(d);
+  EXPECT_EQ(QlgFileHandler_composePath("/logs", nullptr, 1, "log"), nullptr);
+}
+
+TEST_F(FileHandlerTest, ConfiguredNamesGetTheirDigitGuardedOrAreReportedAndReplaced) {
+  CaptureFd err(2);
+  /* Only the digit before the last dot counts. */
+  std::pair<std::string, std::string> cases[] = {
+      {dir_.file("trace3.log"), dir_.path() + "//trace3_.log"}, {dir_.file("123"), dir_.path() + "//123_"},
+      {dir_.file("log2.x.txt"), dir_.path() + "//log2.x.txt"}, {"", cwd() + "/default.log"}};
+  for (const auto& c : cases) EXPECT_EQ(path(handler({{"fileName", c.first}})), c.second);
+  EXPECT_HAS(err.text(), "QLGBC04E Property 'fileName' will be ignored for '" + prefix_ + "h6'");
 }
 
 /* ---- properties ---- */
