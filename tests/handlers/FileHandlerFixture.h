@@ -31,6 +31,18 @@ using Props = std::vector<std::pair<std::string, std::string>>;
 
 inline bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
+/* One row of a rollover table: properties, the text a file holds before the
+   handler starts (or null), the records, then each file by its suffix after
+   the base name ("" the active file, "1" the first backup) with its text,
+   kAbsent when it must not exist. */
+const char* const kAbsent = "(absent)";
+struct RollCase {
+  Props props;
+  const char* existing;
+  std::vector<std::string> records;
+  std::vector<std::pair<std::string, std::string>> files;
+};
+
 /* A lock key of this test run alone, so parallel runs do not contend. */
 inline std::string ownKey() { return std::to_string(0x4d500000 + (getpid() & 0xfffff)); }
 
@@ -77,6 +89,21 @@ class FileHandlerFixture : public ::testing::Test {
     }
   }
   static void close(QlgObject* h) { h->cls->slots.handler.close(h); }
+
+  /* The row's properties after fileName <dir>/<base>.log, with the row's
+     existing text written there first. */
+  Props rollProps(const RollCase& c, const std::string& base) {
+    if (c.existing) dir_.write(base + ".log", c.existing);
+    Props props = c.props;
+    props.insert(props.begin(), {"fileName", dir_.file(base + ".log")});
+    return props;
+  }
+  void expectFiles(const RollCase& c, const std::string& base) {
+    for (const auto& f : c.files) {
+      std::string name = dir_.file(base + f.first + ".log");
+      EXPECT_EQ(exists(name) ? ardeltest::readFile(name) : kAbsent, f.second) << name;
+    }
+  }
 
   ardeltest::TempDir dir_;
   std::string prefix_;

@@ -24,7 +24,9 @@ namespace {
 using ardeltest::CaptureFd;
 using ardeltest::readFile;
 using fhtest::exists;
+using fhtest::kAbsent;
 using fhtest::Props;
+using fhtest::RollCase;
 using FileHandlerTest = fhtest::FileHandlerFixture;
 
 std::string cwd() {
@@ -177,15 +179,10 @@ TEST_F(FileHandlerTest, HeadRecordsAndTailLandAsEachScenarioWants) {
    at most one record; maxFiles 1 never rolls over; a file found at the
    limit is rolled over when opened. */
 TEST_F(FileHandlerTest, RolloverKeepsTheNumberedBackupsAsConfigured) {
-  const std::string absent = "(absent)", z4 = std::string(4, 'z') + "\n";
+  const std::string absent = kAbsent, z4 = std::string(4, 'z') + "\n";
   std::string lim;
   for (int i = 0; i < 4; i++) lim += std::string(30, 'z') + "\n";
-  struct {
-    Props props;
-    const char* existing;
-    std::vector<std::string> records;
-    std::vector<std::pair<std::string, std::string>> files;
-  } cases[] = {
+  const RollCase cases[] = {
       /* HEAD\n + r1\n + r2\n = 11 bytes: the third record rolls over first. */
       {{{"maxFiles", "3"}, {"maxFileBytes", "10"}}, nullptr, {"r1", "r2", "r3", "r4", "r5", "r6", "r7", "r8"},
        {{"", "HEAD\nr7\nr8\n"}, {"1", "HEAD\nr5\nr6\nTAIL\n"}, {"2", "HEAD\nr3\nr4\nTAIL\n"}, {"3", absent}}},
@@ -199,14 +196,8 @@ TEST_F(FileHandlerTest, RolloverKeepsTheNumberedBackupsAsConfigured) {
   for (const auto& c : cases) {
     std::string base = "roll" + std::to_string(++n) + "_";
     SCOPED_TRACE(base);
-    if (c.existing) dir_.write(base + ".log", c.existing);
-    Props props = c.props;
-    props.insert(props.begin(), {"fileName", dir_.file(base + ".log")});
-    log(handler(props, true), c.records);
-    for (const auto& f : c.files) {
-      std::string name = dir_.file(base + f.first + ".log");
-      EXPECT_EQ(exists(name) ? readFile(name) : absent, f.second) << name;
-    }
+    log(handler(rollProps(c, base), true), c.records);
+    expectFiles(c, base);
   }
 }
 

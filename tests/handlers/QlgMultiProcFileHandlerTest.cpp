@@ -26,7 +26,9 @@ using ardeltest::readFile;
 using ardeltest::TempDir;
 using fhtest::exists;
 using fhtest::ownKey;
+using fhtest::kAbsent;
 using fhtest::Props;
+using fhtest::RollCase;
 namespace fs = std::filesystem;
 
 class MPFileHandlerTest : public fhtest::FileHandlerFixture {
@@ -41,13 +43,8 @@ class MPFileHandlerTest : public fhtest::FileHandlerFixture {
    or tail, and a rollover copies into backup 1 and empties the active file
    in place, silently. */
 TEST_F(MPFileHandlerTest, AppendsWithoutHeadOrTailAndRollsOverByCopyingInPlace) {
-  const std::string absent = "(absent)";
-  struct {
-    Props props;
-    const char* existing;
-    std::vector<std::string> records;
-    std::vector<std::pair<std::string, std::string>> files;
-  } cases[] = {
+  const std::string absent = kAbsent;
+  const RollCase cases[] = {
       {{{"appending", "false"}, {"logInternalErrs", "true"}, {"maxFiles", "0"}}, "old\n", {"new"},
        {{"", "old\nnew\n"}}},
       {{{"maxFiles", "3"}, {"maxFileBytes", "6"}}, nullptr, {"r1", "r2", "r3", "r4", "r5", "r6", "r7"},
@@ -59,11 +56,8 @@ TEST_F(MPFileHandlerTest, AppendsWithoutHeadOrTailAndRollsOverByCopyingInPlace) 
   for (const auto& c : cases) {
     std::string base(1, n++);
     SCOPED_TRACE(base);
-    if (c.existing) dir_.write(base + ".log", c.existing);
-    Props props = c.props;
-    props.insert(props.begin(), {"fileName", dir_.file(base + ".log")});
     CaptureFd err(2);
-    QlgObject* h = handler(props);
+    QlgObject* h = handler(rollProps(c, base));
     log(h, {c.records[0]});
     CxFileId before{}, after{};
     ASSERT_TRUE(CxStatus_isOk(CxFile_pathId(dir_.file(base + ".log").c_str(), &before)));
@@ -74,10 +68,7 @@ TEST_F(MPFileHandlerTest, AppendsWithoutHeadOrTailAndRollsOverByCopyingInPlace) 
     ASSERT_TRUE(CxStatus_isOk(CxFile_pathId(dir_.file(base + ".log").c_str(), &after)));
     EXPECT_EQ(before.inode, after.inode) << "the active file keeps its identity";
     EXPECT_EQ(err.text(), "");
-    for (const auto& f : c.files) {
-      std::string name = dir_.file(base + f.first + ".log");
-      EXPECT_EQ(exists(name) ? readFile(name) : absent, f.second) << name;
-    }
+    expectFiles(c, base);
   }
 }
 
