@@ -192,10 +192,6 @@ bool removedSinceLastLook(QlgFileHandlerData* data, int64_t now) {
   return !present;
 }
 
-bool rolloverDue(const QlgFileHandlerData* data) {
-  return data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize;
-}
-
 /* Closes the file through the class's own close slot, so that each class
    decides whether a tail is written. */
 void closeThroughSlot(QlgObject* handler) {
@@ -568,7 +564,7 @@ void QlgFileHandler_open(QlgObject* handler) {
         data->size = (uint64_t)size;
         data->nextSizeCheck = now + kRecheckMs;
       }
-      if (!rolloverDue(data)) return;
+      if (!QlgFileHandler_rolloverDue(data)) return;
       QlgFileHandler_close(handler);
       QlgFileHandler_rollover(data);
       data->size = 0;
@@ -577,7 +573,7 @@ void QlgFileHandler_open(QlgObject* handler) {
   if (data->fd >= 0) closeFd(data);
   QlgFileHandler_makeDirectory(data);
   if (!openActive(data)) return;
-  if (rolloverDue(data)) {
+  if (QlgFileHandler_rolloverDue(data)) {
     data->isOpen = 1;
     QlgFileHandler_close(handler);
     QlgFileHandler_rollover(data);

@@ -89,6 +89,11 @@ char* QlgFileHandler_composePath(const char* directory, const char* baseName, in
    backup 1.  Run with the file closed. */
 void QlgFileHandler_rollover(QlgFileHandlerData* data);
 
+/* A rollover is due when backups are kept and the size reached the limit. */
+static inline int QlgFileHandler_rolloverDue(const QlgFileHandlerData* data) {
+  return data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize;
+}
+
 /* Group commit.  Under the toolkit lock, a log call whose record finds other
    threads waiting for the lock leaves the write to the next holder; each
    call then writes, before it returns, whatever is still left (its own

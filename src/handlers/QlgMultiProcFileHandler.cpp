@@ -181,15 +181,10 @@ void readSize(QlgFileHandlerData* data) {
     QlgMisc_reportStatus(st);
 }
 
-bool dueForRollover(const QlgFileHandlerData* data) {
-  return data->maxFiles >= 2 && data->size >= (uint64_t)(int64_t)data->maxFileSize;
-}
-
 /* Under the lock, before the write: the size from the note or the file,
    and the rollover when the file says it is due. */
-void sizeAndRollover(QlgFileHandlerData* data) {
+void sizeAndRollover(QlgFileHandlerData* data, int64_t now) {
   EndNote* note = noteFor(data);
-  int64_t now = CxSystem_steadyMillis();
   bool noted = note && now < data->nextSizeCheck && note->device == data->openId.device &&
                note->inode == data->openId.inode;
   if (noted) {
@@ -198,9 +193,9 @@ void sizeAndRollover(QlgFileHandlerData* data) {
     readSize(data);
     data->nextSizeCheck = now + kRecheckMs;
   }
-  if (!dueForRollover(data)) return;
+  if (!QlgFileHandler_rolloverDue(data)) return;
   if (noted) readSize(data);
-  if (!dueForRollover(data)) return;
+  if (!QlgFileHandler_rolloverDue(data)) return;
   QlgMPFileHandler_rollover(data);
   readSize(data); /* emptied, or left as it was when the copy failed */
 }
@@ -462,8 +457,9 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
       /* A writer killed in a rollover is settled after at most a second
          (and by the first record of a process), not only at the next
          rollover, which may be long in coming. */
-      if (CxSystem_steadyMillis() >= data->nextLeftoverCheck) settleLeftover(data);
-      sizeAndRollover(data);
+      int64_t now = CxSystem_steadyMillis();
+      if (now >= data->nextLeftoverCheck) settleLeftover(data);
+      sizeAndRollover(data, now);
       leaveNote(data, QlgFileHandler_writeAll(data->fd, bytes, len) != 0, len);
       reportFailure(CxMutex_unlock(data->lock));
     }
