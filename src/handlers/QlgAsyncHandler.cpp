@@ -34,6 +34,7 @@
 #include <ardel/QlgParm.h>
 #include <ardel/QlgToolkit.h>
 #include "core/QlgToolkitInt.h"
+#include "handlers/QlgFileHandler.h"
 #include "handlers/QlgHandler.h"
 #include "msg/QlgParmList.h"
 #include "platform/CxProcess.h"
@@ -59,6 +60,10 @@ const char* const kTextNoThread =
 const size_t kInlineBytes = 464;      /* a slot is 512 bytes with its fixed fields */
 const uint32_t kKeepHeapBytes = 65536; /* larger record storage is not kept for reuse */
 const uint32_t kNone = UINT32_MAX;
+/* A batch ends at this many bytes set aside for files, or, when callers
+   wait for the lock, after this many records. */
+const uint32_t kBatchBytes = 65536;
+const int kContendedBatch = 16;
 
 /* One queued event.  Texts are offsets into the slot's storage; the
    parameters sit at its start with string values as offsets too. */
@@ -107,6 +112,7 @@ struct AsyncData {
 
   /* Shared with the background thread. */
   std::atomic<uint32_t> count;
+  QlgDeferredBatch* batch; /* the thread's file writes, made outside the lock */
   std::atomic<int> sleepMode;
   std::atomic<int> refs;
   std::mutex mutex;
@@ -322,8 +328,10 @@ void reportDrops(AsyncData* d) {
                    QLG_PARM_LONG, n, QLG_PARM_STRING, since, QLG_PARM_INT, (int)d->capacity, 0);
 }
 
-/* Everything queued, then the drop report. */
+/* Everything queued, then the drop report; what the thread took earlier
+   and is still writing goes first. */
 void drain(AsyncData* d) {
+  QlgFileHandler_settleDeferred();
   while (d->count.load(std::memory_order_acquire) > 0 && !d->delivering) deliverHead(d);
   if (!d->delivering) reportDrops(d);
 }
@@ -355,20 +363,30 @@ bool waitForRecords(AsyncData* d) {
   return !d->stopping;
 }
 
+/* A batch is handed to the listeners under the toolkit lock, which file
+   handlers format and count but do not write; the thread writes it once
+   the lock is let go, so a caller waits at most for a batch to be
+   formatted, never for the disk.  Other listeners write as they receive. */
 void run(AsyncData* d) {
   while (waitForRecords(d)) {
     if (!QlgToolkit_enter()) break;
-    /* A caller waiting for the lock gets it between two records. */
+    QlgFileHandler_reportDeferred(d->batch);
+    QlgFileHandler_beginDeferred(d->batch);
+    int n = 0;
     while (!d->stopping && !d->held && d->count.load(std::memory_order_acquire) > 0) {
       deliverHead(d);
-      if (QlgToolkit_contended()) {
-        QlgToolkit_leave();
-        std::this_thread::yield();
-        if (!QlgToolkit_enter()) return releaseData(d);
-      }
+      if (QlgFileHandler_deferredBytes() >= kBatchBytes ||
+          (++n >= kContendedBatch && QlgToolkit_contended()))
+        break;
     }
     if (!d->stopping) reportDrops(d);
+    QlgFileHandler_endDeferred();
     QlgToolkit_leave();
+    QlgFileHandler_writeDeferred(d->batch);
+    if (QlgFileHandler_deferredFailed(d->batch) && QlgToolkit_enter()) {
+      QlgFileHandler_reportDeferred(d->batch);
+      QlgToolkit_leave();
+    }
   }
   releaseData(d);
 }
@@ -386,6 +404,7 @@ void freeSlots(AsyncData* d) {
 void releaseData(AsyncData* d) {
   if (d->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   freeSlots(d);
+  QlgFileHandler_destroyBatch(d->batch);
   d->~AsyncData();
   QlgMem_free(d);
 }
@@ -473,6 +492,7 @@ bool ensureStarted(AsyncData* d) {
     d->slots[i].heap = nullptr;
     d->slots[i].heapSize = 0;
   }
+  if (!d->batch) d->batch = QlgFileHandler_createBatch(); /* none: files written under the lock */
   d->capacity = d->queueSize;
   d->head = 0;
   d->count.store(0);
@@ -518,9 +538,11 @@ void enqueue(AsyncData* d, QlgEvent* event) {
     switch (d->overflow) {
       case QLG_ASYNC_BLOCK:
         /* The caller holds the lock the thread delivers under, so instead
-           of waiting it makes the room itself.  It hands on half the queue
-           at once: one long call, then a run of calls that find room, rather
-           than every call paying for one record. */
+           of waiting it makes the room itself, after what the thread took
+           before.  It hands on half the queue at once: one long call, then
+           a run of calls that find room, rather than every call paying for
+           one record. */
+        QlgFileHandler_settleDeferred();
         for (uint32_t n = d->capacity / 2 + 1; n && d->count.load(std::memory_order_relaxed); n--)
           deliverHead(d);
         break;

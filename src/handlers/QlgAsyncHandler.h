@@ -9,9 +9,10 @@
  * tells the caller's story, not the background thread's.
  *
  * Listeners are handlers that rely on the toolkit lock, so records are
- * delivered under it, one at a time, and the lock is given up between two
- * records whenever a caller waits for it: a caller waits for at most one
- * record's delivery.  Queue state changes only under the toolkit lock; the
+ * delivered under it, in batches; file handlers format and count a batch
+ * there and the thread writes it after letting the lock go, so a caller
+ * never waits for the lock while the thread waits on the disk (console,
+ * multi-process and other listeners still write as they receive).  Queue state changes only under the toolkit lock; the
  * queue's own mutex serves the background thread's sleep alone.
  *
  * Overflow: BLOCK (the caller delivers the older half of the queue itself,

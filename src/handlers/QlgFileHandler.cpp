@@ -26,6 +26,9 @@
 #include <stdio.h>
 #include <string.h>
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <new>
 
 #include <ardel/QlgHandler.h>
 #include <ardel/QlgLevel.h>
@@ -119,7 +122,90 @@ void writePending(QlgFileHandlerData* data) {
   if (!s_pendingHead) s_drained.fetch_add(1, std::memory_order_release);
 }
 
+/* A failed or short write, as its call left it. */
+CxStatus writeWhole(int fd, const char* bytes, int len) {
+  int count = -1;
+  errno = 0;
+  CxStatus st = CxFile_write(fd, bytes, (size_t)len, &count);
+  if (!CxStatus_isOk(st) || count == len) return st;
+  /* A short write means the device refused the rest (a full disk or a
+     file size limit). */
+  return CxStatus_make('p', errno ? errno : ENOSPC);
+}
+
+/* ---- Deferred writes (background threads of asynchronous handlers) ---- */
+
+struct DeferredRun {
+  QlgFileHandlerData* data; /* compared only: never followed once the lock is let go */
+  int fd;
+  uint32_t offset;
+  uint32_t length;
+};
+
+}  // namespace
+
+struct QlgDeferredBatch {
+  CxStringBuff bytes;
+  DeferredRun* runs;
+  uint32_t count;
+  uint32_t capacity;
+  bool writing;
+  bool failed;
+  CxStatus failure; /* first failed write since the last report */
+};
+
+namespace {
+
+thread_local QlgDeferredBatch* t_batch QLG_TLS_IE = nullptr;
+
+/* Batches between end and written.  The count belongs to the process that
+   made it: a forked child starts with none, its writers stayed behind. */
+std::mutex s_writersMutex;
+std::condition_variable s_writersDone;
+int s_writers = 0; /* under s_writersMutex */
+std::atomic<int> s_writersActive{0};
+std::atomic<int32_t> s_writersPid{0};
+
+void noteFailure(QlgDeferredBatch* b, CxStatus st) {
+  if (CxStatus_isOk(st) || b->failed) return;
+  b->failed = true;
+  b->failure = st;
+}
+
+bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* bytes, int len) {
+  uint32_t at = b->bytes.length;
+  if (len <= 0 || (uint64_t)at + (uint64_t)len > UINT32_MAX / 2) return false;
+  DeferredRun* last = b->count ? &b->runs[b->count - 1] : nullptr;
+  bool extend = last && last->data == data && last->fd == data->fd &&
+                last->offset + last->length == at;
+  if (!extend && b->count == b->capacity) {
+    uint32_t grown = b->capacity ? b->capacity * 2 : 16;
+    void* p = QlgMem_realloc(b->runs, (size_t)grown * sizeof(DeferredRun));
+    if (!p) return false;
+    b->runs = static_cast<DeferredRun*>(p);
+    b->capacity = grown;
+  }
+  if (!CxStringBuff_appendN(&b->bytes, bytes, len)) return false;
+  if (extend) last->length += (uint32_t)len;
+  else b->runs[b->count++] = DeferredRun{data, data->fd, at, (uint32_t)len};
+  return true;
+}
+
+/* Before data's descriptor is closed or its tail written: the bytes this
+   thread set aside for it go first, and no other thread still writes any. */
+void settleFile(QlgFileHandlerData* data) {
+  QlgDeferredBatch* b = t_batch;
+  for (uint32_t i = 0; b && i < b->count; i++) {
+    DeferredRun* r = &b->runs[i];
+    if (r->data != data || r->length == 0) continue;
+    reportFailure(writeWhole(r->fd, b->bytes.data + r->offset, (int)r->length));
+    r->length = 0;
+  }
+  QlgFileHandler_settleDeferred();
+}
+
 void closeFd(QlgFileHandlerData* data) {
+  settleFile(data);
   writePending(data);
   if (data->fd >= 0) reportFailure(CxFile_close(&data->fd));
   data->isOpen = 0;
@@ -505,20 +591,76 @@ char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, int* len) {
 }
 
 int QlgFileHandler_writeAll(int fd, const char* bytes, int len) {
-  int count = -1;
-  errno = 0;
-  CxStatus st = CxFile_write(fd, bytes, (size_t)len, &count);
-  if (!CxStatus_isOk(st)) {
-    QlgMisc_reportStatus(st);
-    return 0;
+  CxStatus st = writeWhole(fd, bytes, len);
+  if (CxStatus_isOk(st)) return 1;
+  QlgMisc_reportStatus(st);
+  return 0;
+}
+
+QlgDeferredBatch* QlgFileHandler_createBatch(void) {
+  void* room = QlgMem_alloc(sizeof(QlgDeferredBatch));
+  return room ? new (room) QlgDeferredBatch() : nullptr;
+}
+
+void QlgFileHandler_destroyBatch(QlgDeferredBatch* b) {
+  if (!b) return;
+  CxStringBuff_free(&b->bytes);
+  QlgMem_free(b->runs);
+  QlgMem_free(b);
+}
+
+void QlgFileHandler_beginDeferred(QlgDeferredBatch* b) { t_batch = b; }
+
+uint32_t QlgFileHandler_deferredBytes(void) { return t_batch ? t_batch->bytes.length : 0; }
+
+void QlgFileHandler_endDeferred(void) {
+  QlgDeferredBatch* b = t_batch;
+  t_batch = nullptr;
+  if (!b || b->count == 0) return;
+  std::lock_guard<std::mutex> l(s_writersMutex);
+  s_writersPid.store(CxProcess_getpid(), std::memory_order_relaxed);
+  s_writersActive.store(++s_writers, std::memory_order_release);
+  b->writing = true;
+}
+
+void QlgFileHandler_writeDeferred(QlgDeferredBatch* b) {
+  if (!b || !b->writing) return;
+  for (uint32_t i = 0; i < b->count; i++) {
+    const DeferredRun& r = b->runs[i];
+    if (r.length) noteFailure(b, writeWhole(r.fd, b->bytes.data + r.offset, (int)r.length));
   }
-  if (count != len) {
-    /* A short write means the device refused the rest (a full disk or a
-       file size limit); report why, as the failing call left it. */
-    QlgMisc_reportStatus(CxStatus_make('p', errno ? errno : ENOSPC));
-    return 0;
+  b->count = 0;
+  CxStringBuff_clear(&b->bytes);
+  if (b->bytes.capacity > 4 * (int32_t)kGroupBytes) CxStringBuff_free(&b->bytes);
+  b->writing = false;
+  {
+    std::lock_guard<std::mutex> l(s_writersMutex);
+    s_writersActive.store(--s_writers, std::memory_order_release);
   }
-  return 1;
+  s_writersDone.notify_all();
+}
+
+int QlgFileHandler_deferredFailed(const QlgDeferredBatch* b) { return b && b->failed; }
+
+void QlgFileHandler_reportDeferred(QlgDeferredBatch* b) {
+  if (!b || !b->failed) return;
+  b->failed = false;
+  QlgMisc_reportStatus(b->failure);
+}
+
+void QlgFileHandler_settleDeferred(void) {
+  if (s_writersActive.load(std::memory_order_acquire) == 0) return;
+  if (s_writersPid.load(std::memory_order_relaxed) != CxProcess_getpid()) {
+    /* A forked child: the threads that counted are not here, and one may
+       have held the mutex at the fork. */
+    new (&s_writersMutex) std::mutex();
+    new (&s_writersDone) std::condition_variable();
+    s_writers = 0;
+    s_writersActive.store(0, std::memory_order_relaxed);
+    return;
+  }
+  std::unique_lock<std::mutex> l(s_writersMutex);
+  s_writersDone.wait(l, [] { return s_writers == 0; });
 }
 
 void QlgFileHandler_rollover(QlgFileHandlerData* data) {
@@ -591,6 +733,7 @@ void QlgFileHandler_open(QlgObject* handler) {
 void QlgFileHandler_close(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data) return;
+  settleFile(data);
   writePending(data); /* records before the tail */
   if (!data->isOpen) return;
   int written = writeText(data, QlgHandler_getTail(handler));
@@ -640,6 +783,9 @@ void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
       }
       if (!t_leftRecords) t_leftAt = s_drained.load(std::memory_order_relaxed);
       t_leftRecords = true;
+    } else if (t_batch && data->pending.length == 0 && deferRecord(t_batch, data, bytes, len)) {
+      /* Counted now: the size test of the next record must see it. */
+      data->size += (uint64_t)len;
     } else if (data->pending.length > 0 && CxStringBuff_appendN(&data->pending, bytes, len)) {
       data->size += (uint64_t)len;
       writePending(data);

@@ -110,6 +110,28 @@ int QlgFileHandler_leftRecords(void);
    toolkit lock. */
 void QlgFileHandler_writeLeftRecords(void);
 
+/* Deferred writes, for the background thread of an asynchronous handler.
+   Between begin and end (under the toolkit lock) the records this thread
+   hands to file handlers are formatted, counted against the size limit and
+   set aside in the batch; end marks the batch as being written, and write,
+   called once the lock is let go, writes it, so that no caller waits for
+   the lock while this thread waits on the disk.  A file with bytes set
+   aside is not closed before they are written: its own thread writes them
+   first, any other waits (QlgFileHandler_settleDeferred).  Write failures
+   are reported by reportDeferred, under the lock. */
+typedef struct QlgDeferredBatch QlgDeferredBatch;
+QlgDeferredBatch* QlgFileHandler_createBatch(void);
+void QlgFileHandler_destroyBatch(QlgDeferredBatch* batch);
+void QlgFileHandler_beginDeferred(QlgDeferredBatch* batch);
+uint32_t QlgFileHandler_deferredBytes(void);
+void QlgFileHandler_endDeferred(void);
+void QlgFileHandler_writeDeferred(QlgDeferredBatch* batch);
+int QlgFileHandler_deferredFailed(const QlgDeferredBatch* batch);
+void QlgFileHandler_reportDeferred(QlgDeferredBatch* batch);
+/* Under the toolkit lock: returns once no batch of another thread is
+   still being written. */
+void QlgFileHandler_settleDeferred(void);
+
 /* Helpers shared with the multi-process handler. */
 
 /* The handler's record when obj is a handler whose class uses the file
