@@ -331,7 +331,7 @@ void reportDrops(AsyncData* d) {
 /* Everything queued, then the drop report; what the thread took earlier
    and is still writing goes first. */
 void drain(AsyncData* d) {
-  QlgFileHandler_settleDeferred();
+  QlgFileHandler_settleBatch(d->batch);
   while (d->count.load(std::memory_order_acquire) > 0 && !d->delivering) deliverHead(d);
   if (!d->delivering) reportDrops(d);
 }
@@ -542,7 +542,7 @@ void enqueue(AsyncData* d, QlgEvent* event) {
            before.  It hands on half the queue at once: one long call, then
            a run of calls that find room, rather than every call paying for
            one record. */
-        QlgFileHandler_settleDeferred();
+        QlgFileHandler_settleBatch(d->batch);
         for (uint32_t n = d->capacity / 2 + 1; n && d->count.load(std::memory_order_relaxed); n--)
           deliverHead(d);
         break;

@@ -136,10 +136,11 @@ CxStatus writeWhole(int fd, const char* bytes, int len) {
 /* ---- Deferred writes (background threads of asynchronous handlers) ---- */
 
 struct DeferredRun {
-  QlgFileHandlerData* data; /* compared only: never followed once the lock is let go */
+  QlgFileHandlerData* data; /* null once its handler is gone */
   int fd;
   uint32_t offset;
   uint32_t length;
+  bool closeAfter; /* the file was closed meanwhile: the batch closes fd once written */
 };
 
 }  // namespace
@@ -149,7 +150,8 @@ struct QlgDeferredBatch {
   DeferredRun* runs;
   uint32_t count;
   uint32_t capacity;
-  bool writing;
+  int writing;      /* atomic: between end and written */
+  int32_t pid;      /* the process that set writing */
   bool failed;
   CxStatus failure; /* first failed write since the last report */
 };
@@ -158,13 +160,39 @@ namespace {
 
 thread_local QlgDeferredBatch* t_batch QLG_TLS_IE = nullptr;
 
-/* Batches between end and written.  The count belongs to the process that
-   made it: a forked child starts with none, its writers stayed behind. */
+/* Waiting for writers: for a file's runs (QlgFileHandlerData.deferredWriters)
+   or a whole batch.  The mutex orders the waiter's look and the writer's
+   notice; a forked child gets fresh ones, since a writer of the parent may
+   have held them at the fork.  Counts left by the parent's writers are
+   recognised by their process id and ignored. */
 std::mutex s_writersMutex;
 std::condition_variable s_writersDone;
-int s_writers = 0; /* under s_writersMutex */
-std::atomic<int> s_writersActive{0};
-std::atomic<int32_t> s_writersPid{0};
+int32_t s_writersPid = 0; /* under the toolkit lock */
+
+void ownWritersMutex() {
+  int32_t pid = CxProcess_getpid();
+  if (s_writersPid == pid) return;
+  new (&s_writersMutex) std::mutex();
+  new (&s_writersDone) std::condition_variable();
+  s_writersPid = pid;
+}
+
+template <class Done>
+void waitWriters(Done done) {
+  ownWritersMutex();
+  std::unique_lock<std::mutex> l(s_writersMutex);
+  s_writersDone.wait(l, done);
+}
+
+/* Under the toolkit lock: returns once no other thread writes to data's file. */
+void settleFile(QlgFileHandlerData* data) {
+  if (__atomic_load_n(&data->deferredWriters, __ATOMIC_ACQUIRE) == 0) return;
+  if (data->deferredPid != CxProcess_getpid()) {
+    data->deferredWriters = 0;
+    return;
+  }
+  waitWriters([data] { return __atomic_load_n(&data->deferredWriters, __ATOMIC_ACQUIRE) == 0; });
+}
 
 void noteFailure(QlgDeferredBatch* b, CxStatus st) {
   if (CxStatus_isOk(st) || b->failed) return;
@@ -173,10 +201,10 @@ void noteFailure(QlgDeferredBatch* b, CxStatus st) {
 }
 
 bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* bytes, int len) {
-  uint32_t at = b->bytes.length;
+  uint32_t at = (uint32_t)b->bytes.length;
   if (len <= 0 || (uint64_t)at + (uint64_t)len > UINT32_MAX / 2) return false;
   DeferredRun* last = b->count ? &b->runs[b->count - 1] : nullptr;
-  bool extend = last && last->data == data && last->fd == data->fd &&
+  bool extend = last && last->data == data && last->fd == data->fd && !last->closeAfter &&
                 last->offset + last->length == at;
   if (!extend && b->count == b->capacity) {
     uint32_t grown = b->capacity ? b->capacity * 2 : 16;
@@ -187,27 +215,44 @@ bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* byte
   }
   if (!CxStringBuff_appendN(&b->bytes, bytes, len)) return false;
   if (extend) last->length += (uint32_t)len;
-  else b->runs[b->count++] = DeferredRun{data, data->fd, at, (uint32_t)len};
+  else b->runs[b->count++] = DeferredRun{data, data->fd, at, (uint32_t)len, false};
   return true;
 }
 
-/* Before data's descriptor is closed or its tail written: the bytes this
-   thread set aside for it go first, and no other thread still writes any. */
-void settleFile(QlgFileHandlerData* data) {
-  QlgDeferredBatch* b = t_batch;
-  for (uint32_t i = 0; b && i < b->count; i++) {
-    DeferredRun* r = &b->runs[i];
-    if (r->data != data || r->length == 0) continue;
-    reportFailure(writeWhole(r->fd, b->bytes.data + r->offset, (int)r->length));
-    r->length = 0;
-  }
-  QlgFileHandler_settleDeferred();
+/* Bytes this thread set aside for data's open file. */
+uint64_t ownDeferred(const QlgFileHandlerData* data) {
+  uint64_t n = 0;
+  for (uint32_t i = 0; t_batch && i < t_batch->count; i++)
+    if (t_batch->runs[i].data == data && t_batch->runs[i].fd == data->fd) n += t_batch->runs[i].length;
+  return n;
 }
 
+/* Closing with bytes set aside: the batch closes the descriptor once it
+   has written them, so the file's rollover or reopening costs no write
+   under the lock.  The name may move on meanwhile; the bytes follow the
+   file they were counted for. */
+bool handOver(QlgFileHandlerData* data) {
+  for (uint32_t i = t_batch ? t_batch->count : 0; i-- > 0;) {
+    DeferredRun* r = &t_batch->runs[i];
+    if (r->data != data || r->fd != data->fd) continue;
+    r->closeAfter = true;
+    data->fd = -1;
+    return true;
+  }
+  return false;
+}
+
+/* Written, or set aside by a background writer; 0 on a failed write. */
+int writeOrDefer(QlgFileHandlerData* data, const char* bytes, int len) {
+  if (t_batch && data->pending.length == 0 && deferRecord(t_batch, data, bytes, len)) return 1;
+  return QlgFileHandler_writeAll(data->fd, bytes, len);
+}
+
+/* No other thread still writes to the file when it closes. */
 void closeFd(QlgFileHandlerData* data) {
   settleFile(data);
   writePending(data);
-  if (data->fd >= 0) reportFailure(CxFile_close(&data->fd));
+  if (data->fd >= 0 && !handOver(data)) reportFailure(CxFile_close(&data->fd));
   data->isOpen = 0;
   if (data->watching) CxWatch_stop(&data->watch);
   data->watching = 0;
@@ -219,7 +264,7 @@ int writeText(QlgFileHandlerData* data, char* text) {
   if (!text) return 0;
   int len = 0;
   char* bytes = QlgFileHandler_convert(data, text, &len);
-  int ok = QlgFileHandler_writeAll(data->fd, bytes, len);
+  int ok = writeOrDefer(data, bytes, len);
   if (bytes != text) QlgMem_free(bytes);
   QlgMem_free(text);
   return ok ? len : -1;
@@ -482,6 +527,8 @@ void QlgFileHandler_destroy(void* raw) {
   QlgFileHandlerData* data = static_cast<QlgFileHandlerData*>(raw);
   if (!data) return;
   closeFd(data);
+  for (uint32_t i = 0; t_batch && i < t_batch->count; i++)
+    if (t_batch->runs[i].data == data) t_batch->runs[i].data = nullptr;
   CxStringBuff_free(&data->pending);
   QlgMem_free(data->path);
   QlgMem_free(data->directory);
@@ -611,31 +658,45 @@ void QlgFileHandler_destroyBatch(QlgDeferredBatch* b) {
 
 void QlgFileHandler_beginDeferred(QlgDeferredBatch* b) { t_batch = b; }
 
-uint32_t QlgFileHandler_deferredBytes(void) { return t_batch ? t_batch->bytes.length : 0; }
+uint32_t QlgFileHandler_deferredBytes(void) { return t_batch ? (uint32_t)t_batch->bytes.length : 0; }
 
 void QlgFileHandler_endDeferred(void) {
   QlgDeferredBatch* b = t_batch;
   t_batch = nullptr;
   if (!b || b->count == 0) return;
-  std::lock_guard<std::mutex> l(s_writersMutex);
-  s_writersPid.store(CxProcess_getpid(), std::memory_order_relaxed);
-  s_writersActive.store(++s_writers, std::memory_order_release);
-  b->writing = true;
+  ownWritersMutex();
+  int32_t pid = s_writersPid;
+  for (uint32_t i = 0; i < b->count; i++) {
+    QlgFileHandlerData* data = b->runs[i].data;
+    if (!data) continue;
+    if (data->deferredPid != pid) {
+      data->deferredPid = pid;
+      __atomic_store_n(&data->deferredWriters, 0, __ATOMIC_RELAXED);
+    }
+    __atomic_add_fetch(&data->deferredWriters, 1, __ATOMIC_RELAXED);
+  }
+  b->pid = pid;
+  __atomic_store_n(&b->writing, 1, __ATOMIC_RELEASE);
 }
 
 void QlgFileHandler_writeDeferred(QlgDeferredBatch* b) {
-  if (!b || !b->writing) return;
+  if (!b || !__atomic_load_n(&b->writing, __ATOMIC_ACQUIRE)) return;
   for (uint32_t i = 0; i < b->count; i++) {
-    const DeferredRun& r = b->runs[i];
+    DeferredRun& r = b->runs[i];
     if (r.length) noteFailure(b, writeWhole(r.fd, b->bytes.data + r.offset, (int)r.length));
+    if (r.closeAfter) noteFailure(b, CxFile_close(&r.fd));
+    /* Once its count drops, a closing thread may free the handler. */
+    if (r.data) {
+      std::lock_guard<std::mutex> l(s_writersMutex);
+      __atomic_sub_fetch(&r.data->deferredWriters, 1, __ATOMIC_RELEASE);
+    }
   }
   b->count = 0;
   CxStringBuff_clear(&b->bytes);
-  if (b->bytes.capacity > 4 * (int32_t)kGroupBytes) CxStringBuff_free(&b->bytes);
-  b->writing = false;
+  if (b->bytes.capacity > 4 * kGroupBytes) CxStringBuff_free(&b->bytes);
   {
     std::lock_guard<std::mutex> l(s_writersMutex);
-    s_writersActive.store(--s_writers, std::memory_order_release);
+    __atomic_store_n(&b->writing, 0, __ATOMIC_RELEASE);
   }
   s_writersDone.notify_all();
 }
@@ -648,19 +709,15 @@ void QlgFileHandler_reportDeferred(QlgDeferredBatch* b) {
   QlgMisc_reportStatus(b->failure);
 }
 
-void QlgFileHandler_settleDeferred(void) {
-  if (s_writersActive.load(std::memory_order_acquire) == 0) return;
-  if (s_writersPid.load(std::memory_order_relaxed) != CxProcess_getpid()) {
-    /* A forked child: the threads that counted are not here, and one may
-       have held the mutex at the fork. */
-    new (&s_writersMutex) std::mutex();
-    new (&s_writersDone) std::condition_variable();
-    s_writers = 0;
-    s_writersActive.store(0, std::memory_order_relaxed);
+void QlgFileHandler_settleBatch(QlgDeferredBatch* b) {
+  if (!b || !__atomic_load_n(&b->writing, __ATOMIC_ACQUIRE)) return;
+  if (b->pid != CxProcess_getpid()) { /* a forked child: the parent writes it */
+    b->writing = 0;
+    b->count = 0;
+    CxStringBuff_clear(&b->bytes);
     return;
   }
-  std::unique_lock<std::mutex> l(s_writersMutex);
-  s_writersDone.wait(l, [] { return s_writers == 0; });
+  waitWriters([b] { return __atomic_load_n(&b->writing, __ATOMIC_ACQUIRE) == 0; });
 }
 
 void QlgFileHandler_rollover(QlgFileHandlerData* data) {
@@ -691,6 +748,7 @@ void QlgFileHandler_open(QlgObject* handler) {
     int64_t now = CxSystem_steadyMillis();
     int64_t size = 0;
     CxStatus st = CxStatus_ok();
+    if (now >= data->nextSizeCheck) settleFile(data); /* the size read counts what others set aside */
     if (removedSinceLastLook(data, now)) {
       /* Removed or moved away: start a new file, head included. */
       closeFd(data);
@@ -703,7 +761,7 @@ void QlgFileHandler_open(QlgObject* handler) {
          program may have emptied the file in place (copy-and-truncate
          rotation) or appended to it. */
       if (now >= data->nextSizeCheck) {
-        data->size = (uint64_t)size;
+        data->size = (uint64_t)size + ownDeferred(data);
         data->nextSizeCheck = now + kRecheckMs;
       }
       if (!QlgFileHandler_rolloverDue(data)) return;
@@ -733,7 +791,6 @@ void QlgFileHandler_open(QlgObject* handler) {
 void QlgFileHandler_close(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data) return;
-  settleFile(data);
   writePending(data); /* records before the tail */
   if (!data->isOpen) return;
   int written = writeText(data, QlgHandler_getTail(handler));

@@ -63,6 +63,8 @@ typedef struct QlgFileHandlerData {
   int64_t nextLeftoverCheck;  /* steady ms of the next look for an unsettled rollover (multi-process) */
   CxFileId openId;            /* the open file's identity (multi-process) */
   unsigned char haveOpenId;
+  int deferredWriters;        /* atomic: runs of batches being written to this file */
+  int32_t deferredPid;        /* the process those batches belong to */
 } QlgFileHandlerData;
 
 /* createData slot: a record with the defaults, its path composed from
@@ -113,12 +115,13 @@ void QlgFileHandler_writeLeftRecords(void);
 /* Deferred writes, for the background thread of an asynchronous handler.
    Between begin and end (under the toolkit lock) the records this thread
    hands to file handlers are formatted, counted against the size limit and
-   set aside in the batch; end marks the batch as being written, and write,
-   called once the lock is let go, writes it, so that no caller waits for
-   the lock while this thread waits on the disk.  A file with bytes set
-   aside is not closed before they are written: its own thread writes them
-   first, any other waits (QlgFileHandler_settleDeferred).  Write failures
-   are reported by reportDeferred, under the lock. */
+   set aside in the batch, heads and tails too; a file closed meanwhile
+   (rollover, removal) is closed by the batch after its bytes.  end marks
+   the batch as being written, and write, called once the lock is let go,
+   writes it, so that no caller waits for the lock while this thread waits
+   on the disk.  A file that another thread closes waits for the bytes set
+   aside for it.  Write failures are reported by reportDeferred, under the
+   lock. */
 typedef struct QlgDeferredBatch QlgDeferredBatch;
 QlgDeferredBatch* QlgFileHandler_createBatch(void);
 void QlgFileHandler_destroyBatch(QlgDeferredBatch* batch);
@@ -128,9 +131,9 @@ void QlgFileHandler_endDeferred(void);
 void QlgFileHandler_writeDeferred(QlgDeferredBatch* batch);
 int QlgFileHandler_deferredFailed(const QlgDeferredBatch* batch);
 void QlgFileHandler_reportDeferred(QlgDeferredBatch* batch);
-/* Under the toolkit lock: returns once no batch of another thread is
-   still being written. */
-void QlgFileHandler_settleDeferred(void);
+/* Under the toolkit lock: returns once the batch is written (records
+   delivered afterwards by another thread follow it). */
+void QlgFileHandler_settleBatch(QlgDeferredBatch* batch);
 
 /* Helpers shared with the multi-process handler. */
 
