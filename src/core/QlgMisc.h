@@ -14,6 +14,13 @@ ARDEL_BEGIN_C
    own error text; a success status reports nothing. */
 void QlgMisc_reportStatus(CxStatus status);
 
+/* A thread that works without the toolkit lock (the background writer of
+   an asynchronous handler) keeps its reports while keep is 1, up to a few,
+   and sends them with QlgMisc_sendKept once it holds the lock again. */
+void QlgMisc_keepReports(int keep);
+int QlgMisc_haveKept(void);
+void QlgMisc_sendKept(void);
+
 ARDEL_END_C
 
 #endif

@@ -37,6 +37,7 @@
 #include "core/QlgToolkitInt.h"
 #include "core/QlgMisc.h"
 #include "handlers/QlgHandler.h"
+#include "handlers/QlgMultiProcFileHandler.h"
 #include "msg/QlgMsgTable.h"
 #include "platform/CxFile.h"
 #include "platform/CxProcess.h"
@@ -140,7 +141,8 @@ struct DeferredRun {
   int fd;
   uint32_t offset;
   uint32_t length;
-  bool closeAfter; /* the file was closed meanwhile: the batch closes fd once written */
+  bool closeAfter;   /* the file was closed meanwhile: the batch closes fd once written */
+  bool multiProcess; /* one record for the shared file, written under its own lock */
 };
 
 }  // namespace
@@ -184,8 +186,10 @@ void waitWriters(Done done) {
   s_writersDone.wait(l, done);
 }
 
+}  // namespace
+
 /* Under the toolkit lock: returns once no other thread writes to data's file. */
-void settleFile(QlgFileHandlerData* data) {
+void QlgFileHandler_settle(QlgFileHandlerData* data) {
   if (__atomic_load_n(&data->deferredWriters, __ATOMIC_ACQUIRE) == 0) return;
   if (data->deferredPid != CxProcess_getpid()) {
     data->deferredWriters = 0;
@@ -194,18 +198,21 @@ void settleFile(QlgFileHandlerData* data) {
   waitWriters([data] { return __atomic_load_n(&data->deferredWriters, __ATOMIC_ACQUIRE) == 0; });
 }
 
+namespace {
+
 void noteFailure(QlgDeferredBatch* b, CxStatus st) {
   if (CxStatus_isOk(st) || b->failed) return;
   b->failed = true;
   b->failure = st;
 }
 
-bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* bytes, int len) {
+bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* bytes, int len,
+                 bool multiProcess) {
   uint32_t at = (uint32_t)b->bytes.length;
   if (len <= 0 || (uint64_t)at + (uint64_t)len > UINT32_MAX / 2) return false;
   DeferredRun* last = b->count ? &b->runs[b->count - 1] : nullptr;
-  bool extend = last && last->data == data && last->fd == data->fd && !last->closeAfter &&
-                last->offset + last->length == at;
+  bool extend = !multiProcess && last && last->data == data && last->fd == data->fd &&
+                !last->closeAfter && !last->multiProcess && last->offset + last->length == at;
   if (!extend && b->count == b->capacity) {
     uint32_t grown = b->capacity ? b->capacity * 2 : 16;
     void* p = QlgMem_realloc(b->runs, (size_t)grown * sizeof(DeferredRun));
@@ -215,7 +222,7 @@ bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* byte
   }
   if (!CxStringBuff_appendN(&b->bytes, bytes, len)) return false;
   if (extend) last->length += (uint32_t)len;
-  else b->runs[b->count++] = DeferredRun{data, data->fd, at, (uint32_t)len, false};
+  else b->runs[b->count++] = DeferredRun{data, data->fd, at, (uint32_t)len, false, multiProcess};
   return true;
 }
 
@@ -223,7 +230,8 @@ bool deferRecord(QlgDeferredBatch* b, QlgFileHandlerData* data, const char* byte
 uint64_t ownDeferred(const QlgFileHandlerData* data) {
   uint64_t n = 0;
   for (uint32_t i = 0; t_batch && i < t_batch->count; i++)
-    if (t_batch->runs[i].data == data && t_batch->runs[i].fd == data->fd) n += t_batch->runs[i].length;
+    if (t_batch->runs[i].data == data && t_batch->runs[i].fd == data->fd && !t_batch->runs[i].multiProcess)
+      n += t_batch->runs[i].length;
   return n;
 }
 
@@ -234,7 +242,7 @@ uint64_t ownDeferred(const QlgFileHandlerData* data) {
 bool handOver(QlgFileHandlerData* data) {
   for (uint32_t i = t_batch ? t_batch->count : 0; i-- > 0;) {
     DeferredRun* r = &t_batch->runs[i];
-    if (r->data != data || r->fd != data->fd) continue;
+    if (r->data != data || r->fd != data->fd || r->multiProcess) continue;
     r->closeAfter = true;
     data->fd = -1;
     return true;
@@ -244,13 +252,13 @@ bool handOver(QlgFileHandlerData* data) {
 
 /* Written, or set aside by a background writer; 0 on a failed write. */
 int writeOrDefer(QlgFileHandlerData* data, const char* bytes, int len) {
-  if (t_batch && data->pending.length == 0 && deferRecord(t_batch, data, bytes, len)) return 1;
+  if (t_batch && data->pending.length == 0 && deferRecord(t_batch, data, bytes, len, false)) return 1;
   return QlgFileHandler_writeAll(data->fd, bytes, len);
 }
 
 /* No other thread still writes to the file when it closes. */
 void closeFd(QlgFileHandlerData* data) {
-  settleFile(data);
+  QlgFileHandler_settle(data);
   writePending(data);
   if (data->fd >= 0 && !handOver(data)) reportFailure(CxFile_close(&data->fd));
   data->isOpen = 0;
@@ -547,6 +555,7 @@ void QlgFileHandler_propertyChanged(QlgObject* handler, const char* key) {
     QlgHandler_propertyChanged(handler, key);
     return;
   }
+  QlgFileHandler_settle(data);
   if (strcmp(key, "logInternalErrs") == 0) {
     /* Intended: the flag follows `appending`, not its own value, so a
        configuration that turns appending off also silences these reports. */
@@ -679,11 +688,20 @@ void QlgFileHandler_endDeferred(void) {
   __atomic_store_n(&b->writing, 1, __ATOMIC_RELEASE);
 }
 
+int QlgFileHandler_deferRecord(QlgFileHandlerData* data, const char* bytes, int len) {
+  return t_batch && deferRecord(t_batch, data, bytes, len, true);
+}
+
 void QlgFileHandler_writeDeferred(QlgDeferredBatch* b) {
   if (!b || !__atomic_load_n(&b->writing, __ATOMIC_ACQUIRE)) return;
+  QlgMisc_keepReports(1);
   for (uint32_t i = 0; i < b->count; i++) {
     DeferredRun& r = b->runs[i];
-    if (r.length) noteFailure(b, writeWhole(r.fd, b->bytes.data + r.offset, (int)r.length));
+    if (r.multiProcess) {
+      if (r.data) QlgMPFileHandler_writeRecord(r.data, b->bytes.data + r.offset, (int)r.length);
+    } else if (r.length) {
+      noteFailure(b, writeWhole(r.fd, b->bytes.data + r.offset, (int)r.length));
+    }
     if (r.closeAfter) noteFailure(b, CxFile_close(&r.fd));
     /* Once its count drops, a closing thread may free the handler. */
     if (r.data) {
@@ -691,6 +709,7 @@ void QlgFileHandler_writeDeferred(QlgDeferredBatch* b) {
       __atomic_sub_fetch(&r.data->deferredWriters, 1, __ATOMIC_RELEASE);
     }
   }
+  QlgMisc_keepReports(0);
   b->count = 0;
   CxStringBuff_clear(&b->bytes);
   if (b->bytes.capacity > 4 * kGroupBytes) CxStringBuff_free(&b->bytes);
@@ -701,9 +720,12 @@ void QlgFileHandler_writeDeferred(QlgDeferredBatch* b) {
   s_writersDone.notify_all();
 }
 
-int QlgFileHandler_deferredFailed(const QlgDeferredBatch* b) { return b && b->failed; }
+int QlgFileHandler_deferredFailed(const QlgDeferredBatch* b) {
+  return (b && b->failed) || QlgMisc_haveKept();
+}
 
 void QlgFileHandler_reportDeferred(QlgDeferredBatch* b) {
+  QlgMisc_sendKept();
   if (!b || !b->failed) return;
   b->failed = false;
   QlgMisc_reportStatus(b->failure);
@@ -748,7 +770,7 @@ void QlgFileHandler_open(QlgObject* handler) {
     int64_t now = CxSystem_steadyMillis();
     int64_t size = 0;
     CxStatus st = CxStatus_ok();
-    if (now >= data->nextSizeCheck) settleFile(data); /* the size read counts what others set aside */
+    if (now >= data->nextSizeCheck) QlgFileHandler_settle(data); /* the size read counts what others set aside */
     if (removedSinceLastLook(data, now)) {
       /* Removed or moved away: start a new file, head included. */
       closeFd(data);
@@ -840,7 +862,7 @@ void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
       }
       if (!t_leftRecords) t_leftAt = s_drained.load(std::memory_order_relaxed);
       t_leftRecords = true;
-    } else if (t_batch && data->pending.length == 0 && deferRecord(t_batch, data, bytes, len)) {
+    } else if (t_batch && data->pending.length == 0 && deferRecord(t_batch, data, bytes, len, false)) {
       /* Counted now: the size test of the next record must see it. */
       data->size += (uint64_t)len;
     } else if (data->pending.length > 0 && CxStringBuff_appendN(&data->pending, bytes, len)) {

@@ -120,7 +120,9 @@ void QlgFileHandler_writeLeftRecords(void);
    the batch as being written, and write, called once the lock is let go,
    writes it, so that no caller waits for the lock while this thread waits
    on the disk.  A file that another thread closes waits for the bytes set
-   aside for it.  Write failures are reported by reportDeferred, under the
+   aside for it.  A multi-process handler's records are set aside whole and
+   written one by one under its cross-process lock.  Write failures and
+   whatever the writing reports are sent by reportDeferred, under the
    lock. */
 typedef struct QlgDeferredBatch QlgDeferredBatch;
 QlgDeferredBatch* QlgFileHandler_createBatch(void);
@@ -134,6 +136,12 @@ void QlgFileHandler_reportDeferred(QlgDeferredBatch* batch);
 /* Under the toolkit lock: returns once the batch is written (records
    delivered afterwards by another thread follow it). */
 void QlgFileHandler_settleBatch(QlgDeferredBatch* batch);
+/* Under the toolkit lock, before anything touches data: returns once no
+   background writer works on it. */
+void QlgFileHandler_settle(QlgFileHandlerData* data);
+/* For the multi-process handler on a background writer: sets the record
+   aside (1) for QlgMPFileHandler_writeRecord once the lock is let go. */
+int QlgFileHandler_deferRecord(QlgFileHandlerData* data, const char* bytes, int len);
 
 /* Helpers shared with the multi-process handler. */
 

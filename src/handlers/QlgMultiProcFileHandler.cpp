@@ -351,13 +351,17 @@ extern "C" {
 
 void QlgMPFileHandler_open(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
-  if (!data || !data->path || data->isOpen) return;
+  if (!data) return;
+  QlgFileHandler_settle(data);
+  if (!data->path || data->isOpen) return;
   openShared(data);
 }
 
 void QlgMPFileHandler_close(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
-  if (!data || !data->isOpen) return;
+  if (!data) return;
+  QlgFileHandler_settle(data);
+  if (!data->isOpen) return;
   closeFile(data);
 }
 
@@ -432,10 +436,32 @@ void QlgMPFileHandler_rollover(QlgFileHandlerData* data) {
   QlgMPFileHandler_copyTruncate(data);
 }
 
+void QlgMPFileHandler_writeRecord(QlgFileHandlerData* data, const char* bytes, int len) {
+  if (!data->isOpen) return;
+  CxStatus st = CxMutex_lockTimed(data->lock, CX_MUTEX_WAIT_MS);
+  if (!CxStatus_isOk(st)) {
+    QlgMisc_reportStatus(st); /* this record is dropped; the handler stays usable */
+  } else if (!fileStillThere(data)) {
+    /* Removed or renamed, and the path cannot be opened again: this
+       record is dropped, the next publish tries again. */
+    reportFailure(CxMutex_unlock(data->lock));
+  } else {
+    /* A writer killed in a rollover is settled after at most a second
+       (and by the first record of a process), not only at the next
+       rollover, which may be long in coming. */
+    int64_t now = CxSystem_steadyMillis();
+    if (now >= data->nextLeftoverCheck) settleLeftover(data);
+    sizeAndRollover(data, now);
+    leaveNote(data, QlgFileHandler_writeAll(data->fd, bytes, len) != 0, len);
+    reportFailure(CxMutex_unlock(data->lock));
+  }
+}
+
 void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   if (!handler || !event || !handler->logging) return;
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data) return;
+  QlgFileHandler_settle(data);
   if (data->path && !data->isOpen) openShared(data);
   /* Intended: a file that cannot be opened also keeps the event from the
      handler's own listeners. */
@@ -446,23 +472,7 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   if (QlgHandler_formatInto(handler, event, line)) {
     int len = 0;
     char* bytes = QlgFileHandler_convert(data, line->data, &len);
-    CxStatus st = CxMutex_lockTimed(data->lock, CX_MUTEX_WAIT_MS);
-    if (!CxStatus_isOk(st)) {
-      QlgMisc_reportStatus(st); /* this record is dropped; the handler stays usable */
-    } else if (!fileStillThere(data)) {
-      /* Removed or renamed, and the path cannot be opened again: this
-         record is dropped, the next publish tries again. */
-      reportFailure(CxMutex_unlock(data->lock));
-    } else {
-      /* A writer killed in a rollover is settled after at most a second
-         (and by the first record of a process), not only at the next
-         rollover, which may be long in coming. */
-      int64_t now = CxSystem_steadyMillis();
-      if (now >= data->nextLeftoverCheck) settleLeftover(data);
-      sizeAndRollover(data, now);
-      leaveNote(data, QlgFileHandler_writeAll(data->fd, bytes, len) != 0, len);
-      reportFailure(CxMutex_unlock(data->lock));
-    }
+    if (!QlgFileHandler_deferRecord(data, bytes, len)) QlgMPFileHandler_writeRecord(data, bytes, len);
     if (bytes != line->data) QlgMem_free(bytes);
   }
   if (line == &local)

@@ -29,6 +29,10 @@ void QlgMPFileHandler_close(QlgObject* handler);
 /* Parts of a publish, run while holding the cross-process lock. */
 void QlgMPFileHandler_rollover(QlgFileHandlerData* data);
 void QlgMPFileHandler_copyTruncate(QlgFileHandlerData* data);
+/* One record under the cross-process lock: removal check, size, rollover,
+   write, note.  Runs under the toolkit lock, or on a background writer
+   while every toolkit-lock holder settles the handler first. */
+void QlgMPFileHandler_writeRecord(QlgFileHandlerData* data, const char* bytes, int len);
 
 ARDEL_END_C
 

@@ -66,7 +66,11 @@ int descriptorOf(const std::string& path) {
   return found;
 }
 
-TEST(AsyncHandlerDiskTest, CallersNeverWaitForTheThreadsWriteAndSharedFilesStayWhole) {
+class AsyncHandlerDiskTest : public ::testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(FileClasses, AsyncHandlerDiskTest,
+                         ::testing::Values("qlg_filehandler", "qlg_multiproc_filehandler"));
+
+TEST_P(AsyncHandlerDiskTest, CallersNeverWaitForTheThreadsWriteAndSharedFilesStayWhole) {
   ASSERT_TRUE(QlgToolkit_initialize(nullptr));
   QlgClass_registerFormatter("test_async_bare", nullptr, nullptr, nullptr, nullptr,
                              ardeltest::bareMessage, nullptr, nullptr, nullptr);
@@ -74,12 +78,13 @@ TEST(AsyncHandlerDiskTest, CallersNeverWaitForTheThreadsWriteAndSharedFilesStayW
   const char* names[] = {"log", "direct", "async", "file", "bare"};
   QlgObject* o[5];
   for (int i = 0; i < 5; i++)
-    o[i] = QlgObject_create((std::string("test.asyncdisk.") + names[i]).c_str(),
-                            i < 2 ? "qlg_basiclogger" : i == 2 ? "qlg_asynchandler" : i == 3 ? "qlg_filehandler" : "test_async_bare");
+    o[i] = QlgObject_create((std::string("test.asyncdisk.") + GetParam() + names[i]).c_str(),
+                            i < 2 ? "qlg_basiclogger" : i == 2 ? "qlg_asynchandler" : i == 3 ? GetParam() : "test_async_bare");
   QlgObject *async = o[0], *direct = o[1], *file = o[3];
   QlgHandler_setFormatter(file, o[4]);
   std::string active = dir.file("r.log");
-  for (auto kv : {std::make_pair("fileName", active), {"maxFileSize", "16384"}, {"maxFiles", "40"}})
+  for (auto kv : {std::make_pair("fileName", active), {"maxFileSize", "16384"}, {"maxFiles", "40"},
+                  {"MPFileSemKey", std::to_string(0x4d600000 + (getpid() & 0xfffff))}})
     QlgObject_storeProperty(file, kv.first, kv.second.c_str());
   QlgObject_addListener(async, o[2]);
   QlgObject_addListener(o[2], file);
