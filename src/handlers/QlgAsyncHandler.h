@@ -11,8 +11,9 @@
  * Listeners are handlers that rely on the toolkit lock, so records are
  * delivered under it, in batches; file handlers format and count a batch
  * there and the thread writes it after letting the lock go, so a caller
- * never waits for the lock while the thread waits on the disk (console,
- * multi-process and other listeners still write as they receive).  Queue state changes only under the toolkit lock; the
+ * never waits for the lock while the thread waits on the disk (a
+ * multi-process handler's records go one by one under its cross-process
+ * lock; console and other listeners write as they receive).  Queue state changes only under the toolkit lock; the
  * queue's own mutex serves the background thread's sleep alone.
  *
  * Overflow: BLOCK (the caller delivers the older half of the queue itself,
