@@ -63,7 +63,7 @@ const uint32_t kNone = UINT32_MAX;
 /* A batch ends at this many bytes set aside for files, or, when callers
    wait for the lock, after this many records. */
 const uint32_t kBatchBytes = 65536;
-const int kContendedBatch = 16;
+const int kContendedBatch = 64;
 
 /* One queued event.  Texts are offsets into the slot's storage; the
    parameters sit at its start with string values as offsets too. */
