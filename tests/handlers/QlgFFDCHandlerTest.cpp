@@ -6,26 +6,22 @@
 // deleted, whatever the configuration names or the tree holds.
 #include <cstring>
 
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgFFDCTriggerHandler.h"
 #include "handlers/QlgFileCopyHandler.h"
-#include "support/Recorder.h"
 
 namespace {
 
 using ardeltest::CaptureFd;
 using ardeltest::readFile;
 using ardeltest::TempDir;
-using Props = std::vector<std::pair<std::string, std::string>>;
+using htest::count;
+using htest::Props;
 
 const int64_t kTime = 1700000000000;  /* the events' time */
 const char kZip[] = "/usr/bin/zip";
 
 bool exists(const std::string& p) { struct stat st; return lstat(p.c_str(), &st) == 0; }
-size_t count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
-  return n;
-}
 QlgEvent* event(int level, int64_t t) {
   QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, "boom", 0);
   e->time = t;
@@ -44,22 +40,17 @@ void setAge(const std::string& path, time_t secondsAgo) {
   utimensat(AT_FDCWD, path.c_str(), t, AT_SYMLINK_NOFOLLOW);
 }
 
-class FFDCTest : public ::testing::Test {
+class FFDCTest : public htest::HandlerTest {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    ardeltest::registerRecorder();
-    ardeltest::seen().clear();
+    HandlerTest::SetUp();
     base = dir.file("ffdc");
-    objects = {QlgObject_create("ffdc.rec", "test_recorder"), QlgObject_create("ffdc.test.errors", "qlg_levelfilter")};
-    QlgObject_storeProperty(objects[1], "level", "ERROR");
+    make("test_recorder", {}, "rec");
+    make("qlg_levelfilter", {{"level", "ERROR"}}, "errors");
     // Source files: a binary one, a text one.
     src1 = dir.write("a.bin", std::string("\0\x01\xff zip\r\n", 9) + std::string(3000, 'x'));
     src2 = dir.write("b.log", "second file\n");
     day = base + "/" + dayOf(kTime);
-  }
-  void TearDown() override {
-    for (auto o = objects.rbegin(); o != objects.rend(); ++o) QlgObject_release(*o);
   }
   static std::string dayOf(int64_t ms) {
     time_t s = (time_t)(ms / 1000);
@@ -69,27 +60,17 @@ class FFDCTest : public ::testing::Test {
     strftime(buf, sizeof buf, "%Y.%m.%d", &tm);
     return buf;
   }
-  QlgObject* handler(const char* cls, const Props& props) {
-    static int serial = 0;
-    QlgObject* h = QlgObject_create(("ffdc.test.h" + std::to_string(++serial)).c_str(), cls);
-    Props all = {{"baseDir", base}, {"triggerFilter", "ffdc.test.errors"}, {"listenerNames", "ffdc.rec"}};
-    all.insert(all.end(), props.begin(), props.end());
-    for (const auto& p : all) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
-    objects.push_back(h);
-    return h;
+  QlgObject* handler(const char* cls, Props props) {
+    props.insert(props.begin(), {{"baseDir", base}, {"triggerFilter", prefix_ + "errors"}, {"listenerNames", prefix_ + "rec"}});
+    return make(cls, props);
   }
   QlgObject* copier(const Props& props) { return handler("qlg_ffdc_filecopy_handler", props); }
   // Publishes one event; what the toolkit reported on standard error.
-  static std::string publish(QlgObject* h, int level = 6000, int64_t t = kTime) {
-    CaptureFd err(2);
-    QlgEvent* e = event(level, t);
-    h->cls->slots.handler.publish(h, e);
-    QlgEvent_free(e);
-    return err.text();
+  static std::string publish(QlgObject* h, int level = 6000) {
+    return ardeltest::stderrOf([&] { htest::publish(h, level, "boom", [](QlgEvent* e) { e->time = kTime; }); });
   }
   TempDir dir;
   std::string base, day, src1, src2;
-  std::vector<QlgObject*> objects;
 };
 
 TEST_F(FFDCTest, PropertiesAcceptOnlyTheirDocumentedValues) {
@@ -119,8 +100,7 @@ TEST_F(FFDCTest, ZipCommandWithShellCharactersOrMissingIsRejectedAndPreviousKept
 }
 
 TEST_F(FFDCTest, StartReportsMissingFilterAndBaseDirOnce) {
-  QlgObject* h = QlgObject_create("ffdc.test.bare", "qlg_ffdc_filecopy_handler");
-  objects.push_back(h);
+  QlgObject* h = make("qlg_ffdc_filecopy_handler");
   std::string first = publish(h);
   EXPECT_TRUE(count(first, "QLGFF0011E") == 1 && count(first, "QLGFF0012E") == 1) << first;
   EXPECT_EQ(publish(h), "");

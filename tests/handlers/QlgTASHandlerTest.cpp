@@ -5,12 +5,9 @@
 // wait on a full ring, the reports, and the whole road through
 // ardel-tas-reader running as a second process, at full speed.
 #include <signal.h>
-#include <spawn.h>
 
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgTASHandler.h"
-#include "support/Recorder.h"
-
-extern char** environ;
 
 namespace {
 
@@ -51,17 +48,9 @@ struct TestRing {
 struct Reader {
   explicit Reader(std::vector<std::string> args) {
     args.insert(args.begin(), ARDEL_TAS_READER);
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    posix_spawn_file_actions_addopen(&fa, 1, dir.file("out").c_str(), O_WRONLY | O_CREAT, 0600);
-    posix_spawn_file_actions_addopen(&fa, 2, dir.file("err").c_str(), O_WRONLY | O_CREAT, 0600);
-    EXPECT_EQ(posix_spawn(&pid, argv[0], &fa, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&fa);
-    for (int i = 0; i < 500 && readFile(dir.file("err")).find("ready") == std::string::npos; i++)
-      usleep(10000);
+    pid = htest::spawn(args, dir.file("out"), dir.file("err"));
+    EXPECT_GT(pid, 0);
+    htest::waitFor([&] { return readFile(dir.file("err")).find("ready") != std::string::npos; }, 5000);
   }
   // Ends the reader with sig; its standard output, one entry per line.
   std::vector<std::string> stop(int sig = SIGTERM) {
@@ -78,26 +67,19 @@ struct Reader {
   pid_t pid = -1;
 };
 
-class TASHandlerTest : public ::testing::Test {
+class TASHandlerTest : public htest::HandlerTest {
  protected:
-  void SetUp() override { ASSERT_TRUE(QlgToolkit_initialize(nullptr)); }
-  void TearDown() override { QlgObject_release(handler_); }
-  QlgObject* make(const std::string& ipcId, std::vector<std::pair<const char*, const char*>> props = {}) {
-    static int serial = 0;
-    QlgObject_release(handler_);
-    handler_ = QlgObject_create(("test.tas" + std::to_string(++serial)).c_str(), "qlg_tashandler");
-    for (const auto& p : props) QlgObject_storeProperty(handler_, p.first, p.second);
-    QlgObject_storeProperty(handler_, "IPCID", ipcId.c_str());
-    return handler_;
+  QlgObject* make(const std::string& ipcId, htest::Props props = {}) {
+    props.push_back({"IPCID", ipcId});
+    return handler_ = HandlerTest::make("qlg_tashandler", props);
   }
   void publish(int level, const std::string& text, const char* file = nullptr, const char* function = nullptr,
                int line = 0) {
-    QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, text.c_str(), 0);
-    e->time = 0x123456789abLL;
-    if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file), QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
-    if (function) QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, function);
-    handler_->cls->slots.handler.publish(handler_, e);
-    QlgEvent_free(e);
+    htest::publish(handler_, level, text, [&](QlgEvent* e) {
+      e->time = 0x123456789abLL;
+      if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file), QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
+      if (function) QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, function);
+    });
   }
   QlgObject* handler_ = nullptr;
 };
@@ -157,11 +139,8 @@ TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
     QlgObject_storeProperty(h, "traceEnabled", "true");
     QlgObject_storeProperty(h, "IPCID", id.c_str());
     CaptureFd err(2);
-    for (const std::string& text : std::vector<std::string>{"first", "second", std::string(5000, 'x')}) {
-      QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
-      h->cls->slots.handler.publish(h, e);
-      QlgEvent_free(e);
-    }
+    for (const std::string& text : {std::string("first"), std::string("second"), std::string(5000, 'x')})
+      htest::publish(h, 3000, text);
     EXPECT_NE(err.text().find("The error code is -1."), std::string::npos);
     const char* packet = reinterpret_cast<char*>(static_cast<QlgTASHandlerData*>(h->data)->packet);
     std::string cut = std::string(4096 - 143 - 9, 'x') + " (truncated)... seq#=<2>";
@@ -187,7 +166,7 @@ TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne
     TestRing ring(c.n, c.mapped);
     ring.word(QLG_IPC_OFF_READ) = c.read;
     ring.word(QLG_IPC_OFF_WRITE) = c.write;
-    make(ring.id, {{"tasLoggerName", std::string(c.textLength, 'n').c_str()}});
+    make(ring.id, {{"tasLoggerName", std::string(c.textLength, 'n')}});
     CaptureFd err(2);
     publish(3000, "text");
     EXPECT_NE(err.text().find("QLGWH0090E A message could not be sent to the Tervane Application "
@@ -198,18 +177,13 @@ TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne
 }
 
 TEST_F(TASHandlerTest, MissingRingReportsAndStillPassesTheEventOn) {
-  ardeltest::registerRecorder();
-  make(uniqueId());
-  QlgObject* rec = QlgObject_create("test.tas.rec", "test_recorder");
-  QlgObject_addListener(handler_, rec);
-  ardeltest::seen().clear();
+  make(uniqueId(), {{"listenerNames", HandlerTest::make("test_recorder")->name}});
   CaptureFd err(2);
   publish(3000, "kept");
   EXPECT_NE(err.text().find("QLGWH0091E An IPC channel could not be opened. The error code is -252."),
             std::string::npos);
   ASSERT_EQ(ardeltest::seen().size(), 1u);
   EXPECT_EQ(ardeltest::seen()[0].text, "kept");
-  QlgObject_release(rec);
 }
 
 TEST_F(TASHandlerTest, FullRingIsWaitedOnBrieflyThenTheMessageDropped) {
