@@ -108,7 +108,7 @@ TEST_F(FileHandlerTest, PropertyChecksStoreTheirFallbacksAndWarnUnlessSilenced) 
       {{{"logInternalErrs", "false"}}, errs, 1, ""},
       {{{"MPFileSemKey", "none"}}, [](QlgFileHandlerData* d) -> int64_t { return d->semKey; }, 0, ""}};
   for (const auto& c : cases) {
-    std::string name = prefix_ + "h" + std::to_string(objects_.size());
+    std::string name = prefix_ + "h" + std::to_string(made_);
     SCOPED_TRACE(c.props.back().first + "=" + c.props.back().second);
     CaptureFd err(2);
     QlgFileHandlerData* d = data(handler(c.props));
@@ -127,7 +127,7 @@ TEST_F(FileHandlerTest, PropertyChecksStoreTheirFallbacksAndWarnUnlessSilenced) 
 /* ---- writing ---- */
 
 TEST_F(FileHandlerTest, HeadRecordsAndTailLandAsEachScenarioWants) {
-  QlgObject* rec = make("rec", "test_recorder");
+  QlgObject* rec = make("test_recorder");
   struct {
     const char* file;
     Props props;
@@ -266,7 +266,7 @@ TEST_F(FileHandlerTest, NullArgumentsAndForeignObjectsAreIgnoredByBothClasses) {
   QlgMPFileHandler_rollover(nullptr);
   QlgMPFileHandler_copyTruncate(nullptr);
   QlgFileHandler_destroy(nullptr);
-  QlgObject* rec = make("notafile", "test_recorder");
+  QlgObject* rec = make("test_recorder");
   EXPECT_EQ(QlgFileHandler_data(rec), nullptr);
   QlgFileHandler_open(rec);
   for (const char* cls : {"qlg_filehandler", "qlg_multiproc_filehandler"}) {

@@ -89,7 +89,7 @@ TEST_F(MPFileHandlerTest, BackupThatCannotBeCreatedPrintsErrOpeningAndStillTrunc
 TEST_F(MPFileHandlerTest, FileThatCannotBeOpenedKeepsTheEventFromListeners) {
   std::string blocker = dir_.write("plain", "x");
   QlgObject* h = handler({{"fileName", blocker + "/sub/m.log"}});
-  QlgObject* rec = make("rec", "test_recorder");
+  QlgObject* rec = make("test_recorder");
   QlgObject_addListener(h, rec);
   ardeltest::seen().clear();
   {
