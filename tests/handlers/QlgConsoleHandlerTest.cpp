@@ -47,11 +47,8 @@ TEST_F(QlgConsoleHandlerTest, HeadsGoToStandardOutputOnceEventsToTheirStreamAndT
     EXPECT_EQ(out.text(), c.out) << c.cls;
     EXPECT_EQ(err.text(), c.err) << c.cls;
   }
-  QlgObject* basic = make("qlg_consolehandler");
-  QlgEvent* e = event("plain");
-  e->time = 1236870000123LL;
   CaptureFd out(1);
-  basic->cls->slots.handler.publish(basic, e);
+  htest::publish(make("qlg_consolehandler"), 3000, "plain", [](QlgEvent* e) { e->time = 1236870000123LL; });
   publish(handler("qlg_consolehandler", "test_bare"), std::string(6000, 'x').c_str());
   std::string text = out.text();
   ASSERT_GT(text.size(), 30u);
