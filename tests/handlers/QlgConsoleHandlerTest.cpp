@@ -16,18 +16,15 @@ class QlgConsoleHandlerTest : public htest::HandlerTest {
   void SetUp() override {
     HandlerTest::SetUp();
     QlgClass_registerFormatter("test_muted", nullptr, nullptr, nullptr, nullptr, noText, nullptr, nullptr, nullptr);
+    x_ = QlgEvent_createTagged(3000, nullptr, 0, 0, "x", 0);
   }
   void TearDown() override {
-    for (QlgEvent* e : events_) QlgEvent_free(e);
+    QlgEvent_free(x_);
     HandlerTest::TearDown();
-  }
-  QlgEvent* event(const char* text) {
-    events_.push_back(QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0));
-    return events_.back();
   }
   void publish(QlgObject* h, const char* text) { htest::publish(h, 3000, text); }
 
-  std::vector<QlgEvent*> events_;
+  QlgEvent* x_ = nullptr;  // for calls that only need some event
 };
 
 TEST_F(QlgConsoleHandlerTest, HeadsGoToStandardOutputOnceEventsToTheirStreamAndTheTailAtCloseOrRelease) {
@@ -79,7 +76,7 @@ TEST_F(QlgConsoleHandlerTest, EventsArePassedOnWithOrWithoutTextButNotWhileLoggi
   QlgConsoleHandler_open(h);
   QlgConsoleHandler_close(h);
   h->data = data;
-  QlgConsoleHandler_write(nullptr, event("x"), stdout), QlgConsoleHandler_write(h, nullptr, stdout);
+  QlgConsoleHandler_write(nullptr, x_, stdout), QlgConsoleHandler_write(h, nullptr, stdout);
   QlgConsoleHandler_publish(nullptr, nullptr), QlgStderrHandler_publish(nullptr, nullptr);
   QlgConsoleHandler_open(nullptr), QlgConsoleHandler_close(nullptr);
   EXPECT_EQ(out.text(), "");
@@ -112,11 +109,11 @@ TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAFormatterCountingOneReferenc
   EXPECT_EQ(QlgHandler_getTail(h2), nullptr);
   QlgObject* notAHandler = make("test_headtail");
   QlgHandler_setFormatter(h2, h1);  // a formatter of the wrong kind formats nothing
-  EXPECT_EQ(QlgHandler_format(h2, event("x")), nullptr);
+  EXPECT_EQ(QlgHandler_format(h2, x_), nullptr);
   EXPECT_EQ(QlgHandler_getHead(h2), nullptr);
   QlgHandler_setFormatter(h2, nullptr);
   for (QlgObject* o : {notAHandler, static_cast<QlgObject*>(nullptr)}) {
-    EXPECT_TRUE(QlgHandler_format(o, event("x")) == nullptr && QlgHandler_getHead(o) == nullptr &&
+    EXPECT_TRUE(QlgHandler_format(o, x_) == nullptr && QlgHandler_getHead(o) == nullptr &&
                 QlgHandler_getTail(o) == nullptr && QlgHandler_getFormatter(o) == nullptr);
     QlgHandler_setFormatter(o, notAHandler);
   }

@@ -2,9 +2,10 @@
 /*
  * The file handlers' rules that only POSIX systems have: FIFOs and planted
  * links at the log path, file modes, paths longer than Windows allows, a
- * full device, and the golden run (100,000 varied trace statements whose
- * lines after the stamps hash to what the earlier library wrote, in a
- * POSIX build: 64-bit long, POSIX zone rules).
+ * full device, the multi-process handler's size note against another
+ * program's truncation and appending, and the golden run (100,000 varied
+ * trace statements whose lines after the stamps hash to what the earlier
+ * library wrote, in a POSIX build: 64-bit long, POSIX zone rules).
  */
 #include <errno.h>
 #include <signal.h>
@@ -165,6 +166,32 @@ TEST_F(PosixFileHandlerTest, MultiProcessCopyCutShortLeavesTheActiveFileAndIsRet
     EXPECT_EQ(readFile(dir_.file("d1.log")), lines);
     EXPECT_EQ(readFile(active), "y\n");
   });
+}
+
+/* qlg_multiproc_filehandler takes the size from the note the last lock
+   holder left, but only the file itself starts a rollover, and what another
+   program does to the file (truncation, appending) counts within a second. */
+TEST_F(PosixFileHandlerTest, MultiProcessHandlerCountsWhatAnotherProgramDidOverItsStaleSizeNote) {
+  auto mp = [&](const char* name) {
+    return handler({{"fileName", dir_.file(name)}, {"maxFiles", "2"}, {"maxFileBytes", "9"}}, false,
+                   "qlg_multiproc_filehandler");
+  };
+  QlgObject* t = mp("t.log");
+  log(t, {"r1", "r2"});  // 6 bytes noted
+  ASSERT_EQ(truncate(dir_.file("t.log").c_str(), 0), 0);
+  log(t, {"r3", "r4"});  // the note says 6 + 3 = 9: due, but the file holds 3
+  EXPECT_EQ(readFile(dir_.file("t.log")), "r3\nr4\n");
+  EXPECT_FALSE(fhtest::exists(dir_.file("t1.log"))) << "rolled over on the note alone";
+  QlgObject* g = mp("g.log");
+  log(g, {"r1"});
+  int fd = open(dir_.file("g.log").c_str(), O_WRONLY | O_APPEND);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(write(fd, "outside\n", 8), 8);
+  ::close(fd);
+  usleep(1100 * 1000);
+  log(g, {"r2"});
+  EXPECT_EQ(readFile(dir_.file("g1.log")), "r1\noutside\n");
+  EXPECT_EQ(readFile(dir_.file("g.log")), "r2\n");
 }
 
 /* FNV-1a, 64 bits. */
