@@ -19,7 +19,7 @@
 
 namespace fhtest {
 
-using htest::Props;
+using namespace htest;
 
 inline bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 

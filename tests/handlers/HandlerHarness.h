@@ -33,6 +33,13 @@ extern char** environ;
 
 namespace htest {
 
+using ardeltest::CaptureFd;
+using ardeltest::inChild;
+using ardeltest::readFile;
+using ardeltest::seen;
+using ardeltest::seenList;
+using ardeltest::stderrOf;
+using ardeltest::TempDir;
 using Props = std::vector<std::pair<std::string, std::string>>;
 
 // How often what occurs in text.

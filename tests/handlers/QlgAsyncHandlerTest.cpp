@@ -16,10 +16,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::seen;
-using ardeltest::seenList;
-using htest::Props;
+using namespace htest;
 
 const int kThreads = 4;
 const int kPerThread = 250000;

@@ -7,7 +7,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
+using namespace htest;
 
 char* noText(QlgObject*, QlgEvent*) { return nullptr; }
 

@@ -12,11 +12,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::readFile;
-using ardeltest::TempDir;
-using htest::count;
-using htest::Props;
+using namespace htest;
 
 const int64_t kTime = 1700000000000;  /* the events' time */
 const char kZip[] = "/usr/bin/zip";
@@ -88,9 +84,7 @@ TEST_F(FFDCTest, ZipCommandWithShellCharactersOrMissingIsRejectedAndPreviousKept
   const char* bad[] = {"/usr/bin/zip;rm", "/usr/bin/zip&", "/usr/bin/zip|x", "/no/such/zip", "$(zip)"};
   for (const char* value : bad) {
     QlgObject* h = copier({{"zipCmdPath", kZip}});
-    CaptureFd err(2);
-    QlgObject_storeProperty(h, "zipCmdPath", value);
-    EXPECT_EQ(count(err.text(), "QLGFF0065E"), 1u) << value;
+    EXPECT_EQ(count(ardeltest::stderrOf([&] { QlgObject_storeProperty(h, "zipCmdPath", value); }), "QLGFF0065E"), 1u) << value;
     EXPECT_STREQ(QlgFFDCTrigger_data(h)->fileCopy->zipCmdPath, kZip) << value;
   }
 }

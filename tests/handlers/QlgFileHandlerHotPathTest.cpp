@@ -19,9 +19,7 @@
 
 #include "handlers/FileHandlerFixture.h"
 
-using ardeltest::inChild;
-using ardeltest::readFile;
-using ardeltest::TempDir;
+using namespace fhtest;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 

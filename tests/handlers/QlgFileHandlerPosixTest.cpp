@@ -26,10 +26,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::inChild;
-using ardeltest::readFile;
-using ardeltest::TempDir;
+using namespace fhtest;
 using PosixFileHandlerTest = fhtest::FileHandlerFixture;
 
 const char* const kClasses[] = {"qlg_filehandler", "qlg_multiproc_filehandler"};
@@ -45,11 +42,7 @@ TEST_F(PosixFileHandlerTest, FifoAtTheLogPathIsReportedNeverWaitedOnAndRetried) 
     ardeltest::inChild([&] {
       alarm(20);
       QlgObject* h = handler({{"fileName", path}}, false, cls);
-      {
-        CaptureFd err(2);
-        log(h, {"lost"});
-        EXPECT_HAS(err.text(), strerror(ENXIO));
-      }
+      EXPECT_HAS(ardeltest::stderrOf([&] { log(h, {"lost"}); }), strerror(ENXIO));
       ASSERT_EQ(unlink(path.c_str()), 0);
       log(h, {"kept"});
       EXPECT_EQ(readFile(path), "kept\n");

@@ -21,12 +21,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::readFile;
-using fhtest::exists;
-using fhtest::kAbsent;
-using fhtest::Props;
-using fhtest::RollCase;
+using namespace fhtest;
 using FileHandlerTest = fhtest::FileHandlerFixture;
 
 std::string cwd() {
@@ -238,12 +233,8 @@ TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecor
     ASSERT_EQ(refused.origin, 'p');
     c.reports.push_back(strerror(refused.code));
     QlgObject* h = handler({{"fileName", c.name}});
-    {
-      CaptureFd err(2);
-      log(h, {"lost"});
-      std::string text = err.text();
-      for (const auto& r : c.reports) EXPECT_HAS(text, r);
-    }
+    std::string text = ardeltest::stderrOf([&] { log(h, {"lost"}); });
+    for (const auto& r : c.reports) EXPECT_HAS(text, r);
     EXPECT_EQ(data(h)->isOpen, 0);
     c.unblock();
     log(h, {"kept"});

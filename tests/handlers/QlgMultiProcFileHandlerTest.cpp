@@ -21,14 +21,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::readFile;
-using ardeltest::TempDir;
-using fhtest::exists;
-using fhtest::ownKey;
-using fhtest::kAbsent;
-using fhtest::Props;
-using fhtest::RollCase;
+using namespace fhtest;
 namespace fs = std::filesystem;
 
 class MPFileHandlerTest : public fhtest::FileHandlerFixture {
@@ -92,11 +85,7 @@ TEST_F(MPFileHandlerTest, FileThatCannotBeOpenedKeepsTheEventFromListeners) {
   QlgObject* rec = make("test_recorder");
   QlgObject_addListener(h, rec);
   ardeltest::seen().clear();
-  {
-    CaptureFd err(2);
-    log(h, {"lost"});
-    EXPECT_NE(err.text().find("QLGFH0032E Property 'fileName' must be a valid file path"), std::string::npos);
-  }
+  EXPECT_HAS(ardeltest::stderrOf([&] { log(h, {"lost"}); }), "QLGFH0032E Property 'fileName' must be a valid file path");
   EXPECT_TRUE(ardeltest::seen().empty());
   ASSERT_TRUE(fs::remove(blocker));
   log(h, {"kept"});

@@ -11,9 +11,7 @@
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::readFile;
-using ardeltest::TempDir;
+using namespace htest;
 
 // A ring name of this run alone, so that parallel runs never meet.
 std::string uniqueId() {
