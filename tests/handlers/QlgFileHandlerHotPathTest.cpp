@@ -6,16 +6,11 @@
  *   the every-record mode and with pathCheckInterval;
  * - records of several threads all arrive, whole and in each thread's order.
  */
-#include <ardel/QlgObject.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgToolkit.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "handlers/FileHandlerFixture.h"
 

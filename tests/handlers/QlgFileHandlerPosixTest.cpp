@@ -11,15 +11,9 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <climits>
 #include <cstdint>
-#include <cstdio>
-#include <ctime>
-#include <functional>
-#include <string>
 
 #include <ardel/CLogWrapper.h>
 #include "handlers/FileHandlerFixture.h"

@@ -6,18 +6,12 @@
  */
 #include <errno.h>
 #include <string.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <functional>
-#include <string>
-#include <vector>
 
-#include <ardel/QlgMem.h>
 #include "handlers/FileHandlerFixture.h"
 #include "handlers/QlgMultiProcFileHandler.h"
 #include "platform/CxFile.h"
-#include "util/QlgMemTest.h"
 
 namespace {
 

@@ -9,11 +9,8 @@
 
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <random>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <ardel/QlgLogger.h>
 #include "handlers/FileHandlerFixture.h"

@@ -11,7 +11,6 @@
 #include <sys/un.h>
 
 #include <chrono>
-#include <map>
 #include <set>
 
 #include "handlers/HandlerHarness.h"
