@@ -192,18 +192,6 @@ TEST_F(SyslogHandlerTest, BadPropertyValuesAreReportedAndIgnored) {
   EXPECT_EQ(settings(data()), std::to_string(QLG_SYSLOG_TCP) + " 127.0.0.1:6514 23 test_handlers /dev/log 0 1024");
 }
 
-// A trace event as a trace call makes it: the source location beside the
-// property set, not in it.
-QlgEvent* traceEvent(const char* text) {
-  QlgEvent* e = QlgEvent_createTagged(6000, nullptr, 0, 0, text, 0);
-  e->srcFile = "scan.c";
-  e->srcFunction = "run";
-  e->srcLine = 88;
-  e->srcFlags = QLG_EVENT_SRC_FILE | QLG_EVENT_SRC_FUNCTION;
-  QlgEvent_addStringProperty(e, "product", "Scan");
-  return e;
-}
-
 // Journal fields of one datagram, in both the plain and the binary form.
 std::map<std::string, std::string> fieldsOf(const std::string& d) {
   std::map<std::string, std::string> out;
@@ -233,7 +221,14 @@ TEST_F(SyslogHandlerTest, JournalDatagramCarriesEveryFieldAndATraceCallsSourceLo
   ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
 
   QlgObject* h = make({{"transport", "journald"}, {"appName", "scanner"}, {"facility", "local3"}, {"socketPath", path}});
-  QlgEvent* e = traceEvent("QLGBC0020E Out of memory.\nsecond line\r\n");
+  // A trace event as a trace call makes it: the source location beside the
+  // property set, not in it.
+  QlgEvent* e = QlgEvent_createTagged(6000, nullptr, 0, 0, "QLGBC0020E Out of memory.\nsecond line\r\n", 0);
+  e->srcFile = "scan.c";
+  e->srcFunction = "run";
+  e->srcLine = 88;
+  e->srcFlags = QLG_EVENT_SRC_FILE | QLG_EVENT_SRC_FUNCTION;
+  QlgEvent_addStringProperty(e, "product", "Scan");
   h->cls->slots.handler.publish(h, e);
 
   pollfd p{s, POLLIN, 0};
