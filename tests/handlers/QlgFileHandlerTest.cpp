@@ -65,38 +65,40 @@ TEST_F(FileHandlerTest, ConfiguredNamesGetTheirDigitGuardedOrAreReportedAndRepla
 /* ---- properties ---- */
 
 TEST_F(FileHandlerTest, PropertyChecksStoreTheirFallbacksAndWarnUnlessSilenced) {
-  using Field = int64_t (*)(QlgFileHandlerData*);
-  Field files = [](QlgFileHandlerData* d) -> int64_t { return d->maxFiles; };
-  Field size = [](QlgFileHandlerData* d) -> int64_t { return d->maxFileSize; };
-  Field errs = [](QlgFileHandlerData* d) -> int64_t { return d->logInternalErrs; };
-  Field perm = [](QlgFileHandlerData* d) -> int64_t { return d->filePermission; };
-  Field conv = [](QlgFileHandlerData* d) -> int64_t { return d->converter != nullptr; };
+  /* maxFiles maxFileSize logInternalErrs filePermission (octal), then
+     whether there is a converter and a lock key. */
+  auto fields = [](QlgFileHandlerData* d) {
+    char text[96];
+    snprintf(text, sizeof text, "%d %lld %d %o %d %d", (int)d->maxFiles, (long long)d->maxFileSize, (int)d->logInternalErrs,
+             (unsigned)d->filePermission, d->converter != nullptr, d->semKey != 0);
+    return std::string(text);
+  };
   /* "%1s" is the handler's name; "%2d" is a width of two, not a position. */
-  struct { Props props; Field field; int64_t want; std::string message; } cases[] = {
-      {{{"maxFiles", "0"}}, files, 3,
+  struct { Props props; std::string want, message; } cases[] = {
+      {{{"maxFiles", "0"}}, "3 1048576 1 744 0 1",
        "QLGFH0077W Property 'maxFiles' will be ignored for file handler %1s, because the value  0 is not "
        "greater than zero."},
-      {{{"maxFileBytes", "-5"}}, size, 1024,
+      {{{"maxFileBytes", "-5"}}, "3 1024 1 744 0 1",
        "QLGFH0078W Property 'maxFileBytes' will be ignored for file handler '%1s', because the value -5 is "
        "not greater than zero."},
-      {{{"maxFiles", "1"}, {"maxFileBytes", "500"}}, size, 500,
+      {{{"maxFiles", "1"}, {"maxFileBytes", "500"}}, "1 500 1 744 0 1",
        "QLGFH0079W Property 'maxFileBytes' will be ignored for file handler '%1s', because property "
        "'maxFiles' is set to 1."},
-      {{{"maxFileSize", "abc"}}, size, 1024, ""},
-      {{{"filePermission", "rw-r"}}, perm, 0744,
+      {{{"maxFileSize", "abc"}}, "3 1024 1 744 0 1", ""},
+      {{{"filePermission", "rw-r"}}, "3 1048576 1 744 0 1",
        "QLGMP0074W The value rw-r is not a valid file permission mask for file handler %1s."},
-      {{{"fileEncoding", "NO-SUCH-CODESET"}}, conv, 0, "QLGFH0036W Could not load codeset NO-SUCH-CODESET."},
-      {{{"fileEncoding", "utf8"}}, conv, 1, ""},
+      {{{"fileEncoding", "NO-SUCH-CODESET"}}, "3 1048576 1 744 0 1", "QLGFH0036W Could not load codeset NO-SUCH-CODESET."},
+      {{{"fileEncoding", "utf8"}}, "3 1048576 1 744 1 1", ""},
       /* The flag takes the value of appending (absent reads as true). */
-      {{{"appending", "false"}, {"logInternalErrs", "true"}, {"maxFiles", "-1"}}, errs, 0, ""},
-      {{{"logInternalErrs", "false"}}, errs, 1, ""},
-      {{{"MPFileSemKey", "none"}}, [](QlgFileHandlerData* d) -> int64_t { return d->semKey; }, 0, ""}};
+      {{{"appending", "false"}, {"logInternalErrs", "true"}, {"maxFiles", "-1"}}, "3 1048576 0 744 0 1", ""},
+      {{{"logInternalErrs", "false"}}, "3 1048576 1 744 0 1", ""},
+      {{{"MPFileSemKey", "none"}}, "3 1048576 1 744 0 0", ""}};
   for (const auto& c : cases) {
     std::string name = prefix_ + "h" + std::to_string(made_);
     SCOPED_TRACE(c.props.back().first + "=" + c.props.back().second);
     CaptureFd err(2);
     QlgFileHandlerData* d = data(handler(c.props));
-    EXPECT_EQ(c.field(d), c.want);
+    EXPECT_EQ(fields(d), c.want);
     std::string message = c.message;
     size_t at = message.find("%1s");
     if (at != std::string::npos) message.replace(at, 3, name);

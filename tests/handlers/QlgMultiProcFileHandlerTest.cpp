@@ -127,14 +127,8 @@ std::string soakProps(const TempDir& dir, int maxBytes, int maxFiles) {
 
 /* "dddd-dd-dd dd:dd:dd.ddd+dd:dd" */
 bool isStamp(const std::string& s) {
-  const char* shape = "dddd-dd-dd dd:dd:dd.ddd+dd:dd";
-  if (s.size() != strlen(shape)) return false;
-  for (size_t i = 0; i < s.size(); i++) {
-    if (shape[i] == 'd' ? !isdigit((unsigned char)s[i])
-                        : !(s[i] == shape[i] || (shape[i] == '+' && s[i] == '-')))
-      return false;
-  }
-  return true;
+  static const std::regex stamp("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d");
+  return std::regex_match(s, stamp);
 }
 
 struct Census {
