@@ -58,13 +58,11 @@ class AsyncHandlerTest : public htest::HandlerTest {
     HandlerTest::TearDown();
   }
   // logger -> async handler with props -> a listener of class out.
-  QlgObject* chain(const Props& props, const char* out) {
-    QlgObject* logger = make("qlg_basiclogger");
-    async_ = make("qlg_asynchandler", props);
+  QlgObject* chain(Props props, const char* out) {
     listener_ = make(out);
-    QlgObject_addListener(logger, async_);
-    QlgObject_addListener(async_, listener_);
-    return logger;
+    props.push_back({"listenerNames", listener_->name});
+    async_ = make("qlg_asynchandler", props);
+    return make("qlg_basiclogger", {{"listenerNames", async_->name}});
   }
 
   QlgObject* async_ = nullptr;
