@@ -71,26 +71,22 @@ TEST_F(PosixFileHandlerTest, LinkPlantedInASharedDirectoryIsFollowedOnlyForTrust
   }
 }
 
-TEST_F(PosixFileHandlerTest, CreatedFileGetsTheConfiguredPermission) {
-  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}});
-  mode_t old = umask(0);
-  log(h, {"x"});
-  umask(old);
-  struct stat st;
-  ASSERT_EQ(stat(dir_.file("perm.log").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 0777, 0604u);
-}
-
 /* A name of the full 260 characters composes to a longer path (the base
    name keeps its separator), which Windows paths cannot be: the file must
-   still count as present between records. */
-TEST_F(PosixFileHandlerTest, LongestAcceptedNameIsOpenedOnceWithOneHead) {
+   still count as present between records.  It is created with the
+   configured permission. */
+TEST_F(PosixFileHandlerTest, LongestAcceptedNameIsOpenedOnceWithOneHeadAndTheConfiguredPermission) {
   std::string middle(260 - dir_.path().size() - 1 - 7, 'd');
   for (size_t i = 100; i + 1 < middle.size(); i += 101) middle[i] = '/';
-  QlgObject* h = handler({{"fileName", dir_.path() + "/" + middle + "/lp.log"}}, true);
+  QlgObject* h = handler({{"fileName", dir_.path() + "/" + middle + "/lp.log"}, {"filePermission", "0604"}}, true);
   ASSERT_NE(data(h)->path, nullptr);
+  mode_t old = umask(0);
   log(h, {"a", "b", "c"});
+  umask(old);
   EXPECT_EQ(readFile(path(h)), "HEAD\na\nb\nc\n");
+  struct stat st;
+  ASSERT_EQ(stat(path(h).c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0604u);
 }
 
 /* Runs body with files limited to `bytes`, as a full device would cut them,
