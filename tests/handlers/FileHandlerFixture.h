@@ -10,10 +10,6 @@
 
 #include <unistd.h>
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "handlers/HandlerHarness.h"
 #include "handlers/QlgFileHandler.h"
 

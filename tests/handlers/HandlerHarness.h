@@ -23,9 +23,7 @@
 #include "support/TestSupport.h"
 
 #if !defined(_WIN32)
-#include <fcntl.h>
 #include <spawn.h>
-#include <unistd.h>
 extern char** environ;
 #endif
 
