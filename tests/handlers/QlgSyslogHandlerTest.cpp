@@ -254,8 +254,7 @@ TEST_F(SyslogHandlerTest, JournalDatagramCarriesEveryFieldAndATraceCallsSourceLo
   // The RFC 5424 record puts the same location into its structured data.
   data()->transport = QLG_SYSLOG_UNIX;
   len = QlgSyslogHandler_formatRecord(data(), e, "t", buf, sizeof buf);
-  EXPECT_NE(std::string(buf, len).find("[src@32473 file=\"scan.c\" func=\"run\" line=\"88\"]"), std::string::npos)
-      << std::string(buf, len);
+  EXPECT_HAS(std::string(buf, len), "[src@32473 file=\"scan.c\" func=\"run\" line=\"88\"]");
   QlgEvent_free(e);
   close(s);
 }
@@ -266,10 +265,8 @@ class SyslogDelivery : public SyslogHandlerTest, public ::testing::WithParamInte
     if (access("/usr/sbin/rsyslogd", X_OK) != 0) GTEST_SKIP() << "rsyslogd is not installed (Debian package rsyslog)";
     SyslogHandlerTest::SetUp();
     server.start();
-  }
-  QlgObject* connect() {
-    return make({{"transport", GetParam()}, {"host", "127.0.0.1"}, {"port", std::to_string(server.port)},
-                 {"socketPath", server.dir.file("log")}, {"facility", "local3"}, {"appName", "ardel-test"}});
+    make({{"transport", GetParam()}, {"host", "127.0.0.1"}, {"port", std::to_string(server.port)},
+          {"socketPath", server.dir.file("log")}, {"facility", "local3"}, {"appName", "ardel-test"}});
   }
   Rsyslog server;
 };
@@ -279,7 +276,6 @@ class SyslogDelivery : public SyslogHandlerTest, public ::testing::WithParamInte
 // back; datagrams may be lost then, but only then.
 TEST_P(SyslogDelivery, RecordsSurviveACollectorRestart) {
   bool stream = std::string(GetParam()) == "tcp";
-  connect();
   publish(0, 10);
   ASSERT_TRUE(server.waitForRecords(10));
   server.stop();
