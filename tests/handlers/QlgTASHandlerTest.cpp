@@ -122,14 +122,11 @@ TEST_F(TASHandlerTest, ReaderAttachedToAnExistingRingLeavesItInPlace) {
 
 // A cut text still carries the marker and the sequence text; being
 // longer than N - 1024 it is then refused, so the packet built is checked.
-TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
-  ardeltest::inChild([] {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+TEST_F(TASHandlerTest, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
+  inChild([&] {
     std::string id = uniqueId();
     Reader reader({"--size", "4096", id});
-    QlgObject* h = QlgObject_create("test.seq", "qlg_tashandler");
-    QlgObject_storeProperty(h, "traceEnabled", "true");
-    QlgObject_storeProperty(h, "IPCID", id.c_str());
+    QlgObject* h = make(id, {{"traceEnabled", "true"}});
     CaptureFd err(2);
     for (const std::string& text : {std::string("first"), std::string("second"), std::string(5000, 'x')})
       htest::publish(h, 3000, text);
@@ -141,7 +138,6 @@ TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
     EXPECT_EQ(count(out, "\n"), 2u) << out;
     EXPECT_HAS(out, " Ardel - - first seq#=<0>\n");
     EXPECT_HAS(out, " Ardel - - second seq#=<1>\n");
-    QlgObject_release(h);
   });
 }
 
