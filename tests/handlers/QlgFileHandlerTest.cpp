@@ -134,8 +134,14 @@ TEST_F(FileHandlerTest, HeadRecordsAndTailLandAsEachScenarioWants) {
        "HEAD\none\nTAIL\nHEAD\ntwo\n"},
       {"append.log", {}, "old\n", [](QlgObject* h) { log(h, {"x"}); }, "old\nHEAD\nx\n"},
       /* present between records however its name is spelt: a backslash is an
-         ordinary character on POSIX systems and a separator on Windows */
-      {"bs\\x.log", {}, nullptr, [](QlgObject* h) { log(h, {"a", "b", "c"}); }, "HEAD\na\nb\nc\n"},
+         ordinary character on POSIX systems and a separator on Windows (so
+         "bs" is made for it there) */
+      {"bs\\x.log", {}, nullptr,
+       [&](QlgObject* h) {
+         std::filesystem::create_directory(dir_.file("bs"));
+         log(h, {"a", "b", "c"});
+       },
+       "HEAD\na\nb\nc\n"},
       {"truncate.log", {{"appending", "false"}}, "old\n", [](QlgObject* h) { log(h, {"y"}); },
        "HEAD\ny\n"},
       {"unknown-codeset.log", {{"fileEncoding", "NO-SUCH"}}, nullptr,
