@@ -5,6 +5,7 @@
 // run, and that nothing outside the base directory is ever written or
 // deleted, whatever the configuration names or the tree holds.
 #include <cstring>
+#include <filesystem>
 
 #include "handlers/HandlerHarness.h"
 #include "handlers/QlgFFDCTriggerHandler.h"
@@ -23,13 +24,9 @@ QlgEvent* event(int level, int64_t t) {
   e->time = t;
   return e;
 }
-std::string run(const std::string& cmd) {
-  std::string out;
-  FILE* p = popen(cmd.c_str(), "r");
-  char buf[4096];
-  for (size_t n; p && (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-  if (p) pclose(p);
-  return out;
+// What the shell command cmd writes to standard output.
+std::string run(const std::string& cmd, const TempDir& dir) {
+  return std::system(("(" + cmd + ") > '" + dir.file("run.out") + "'").c_str()) == 0 ? readFile(dir.file("run.out")) : "";
 }
 void setAge(const std::string& path, time_t secondsAgo) {
   struct timespec t[2] = {{time(nullptr) - secondsAgo, 0}, {time(nullptr) - secondsAgo, 0}};
@@ -147,7 +144,7 @@ TEST_F(FFDCTest, CopyAndZipModesCaptureThePresentFilesAndReportEachFailure) {
     std::string err = publish(h = copier(props));
     for (const auto& r : c.reports) EXPECT_EQ(count(err, r), 1u) << c.zip << ": " << r << "\n" << err;
     if (i > 1) continue;
-    EXPECT_EQ(i ? run("unzip -Z1 '" + archive + "'") + run("unzip -p '" + archive + "' a.bin") + run("unzip -p '" + archive + "' b.log")
+    EXPECT_EQ(i ? run("unzip -Z1 '" + archive + "'; unzip -p '" + archive + "' a.bin; unzip -p '" + archive + "' b.log", dir)
                 : "a.bin\nb.log\n" + readFile(day + "/a.bin") + readFile(day + "/b.log"), "a.bin\nb.log\n" + readFile(src1) + readFile(src2));
   }
   EXPECT_EQ(publish(h, 5000), "");  /* not accepted by the filter: no capture, still forwarded */
@@ -176,7 +173,7 @@ TEST_F(FFDCTest, QuotaPoliciesWithSmallLimit) {
     EXPECT_EQ(exists(day + "/b.log"), c.copied) << c.policy;
     for (int i = 0; i < 3; i++) EXPECT_EQ(exists(old + "/f" + std::to_string(i)), c.left[i]) << c.policy << i;
     EXPECT_EQ(count(err, c.detail), 1u) << err;
-    run("rm -rf '" + base + "'");
+    std::filesystem::remove_all(base);
   }
 }
 
@@ -208,7 +205,7 @@ TEST_F(FFDCTest, NothingOutsideTheBaseDirectoryIsWrittenOrDeleted) {
   // A link in place of the day's directory stops the capture (QLGFF0013E).
   std::string elsewhere = dir.file("elsewhere");
   mkdir(elsewhere.c_str(), 0700);
-  run("rm -rf '" + day + "'");
+  std::filesystem::remove_all(day);
   symlink(elsewhere.c_str(), day.c_str());
   std::string err = publish(copier({{"filesToCopy", src1}}));
   EXPECT_EQ(count(err, "QLGFF0013E"), 1u) << err;
