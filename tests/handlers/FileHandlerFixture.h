@@ -1,33 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * What the tests of both file handler classes share: a started toolkit,
- * handlers built with a bare or head/tail formatter and their properties
- * in order, a lock key of this run alone, and a temporary directory.
+ * What the tests of both file handler classes add to the handler harness:
+ * handlers built with a bare or head/tail formatter, a lock key of this run
+ * alone and their properties in order, records logged by text, rollover
+ * rows, and a temporary directory.
  */
 #ifndef ARDEL_TEST_FILEHANDLERFIXTURE_H
 #define ARDEL_TEST_FILEHANDLERFIXTURE_H
 
-#include <gtest/gtest.h>
-
 #include <unistd.h>
 
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <ardel/QlgEvent.h>
-#include <ardel/QlgHandler.h>
-#include <ardel/QlgObject.h>
-#include <ardel/QlgToolkit.h>
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgFileHandler.h"
-#include "support/Recorder.h"
-#include "support/TestSupport.h"
-
-#define EXPECT_HAS(text, needle) EXPECT_NE((text).find(needle), std::string::npos) << (text)
 
 namespace fhtest {
 
-using Props = std::vector<std::pair<std::string, std::string>>;
+using namespace htest;
 
 inline bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
@@ -46,47 +34,18 @@ struct RollCase {
 /* A lock key of this test run alone, so parallel runs do not contend. */
 inline std::string ownKey() { return std::to_string(0x4d500000 + (getpid() & 0xfffff)); }
 
-class FileHandlerFixture : public ::testing::Test {
+class FileHandlerFixture : public htest::HandlerTest {
  protected:
-  void SetUp() override {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    QlgClass_registerFormatter("test_fh_bare", nullptr, nullptr, nullptr, nullptr,
-                               ardeltest::bareMessage, nullptr, nullptr, nullptr);
-    QlgClass_registerFormatter("test_fh_headtail", nullptr, nullptr, nullptr, nullptr,
-                               ardeltest::bareMessage, ardeltest::headText, ardeltest::tailText, nullptr);
-    ardeltest::registerRecorder();
-    static int serial = 0;
-    prefix_ = "test.fh" + std::to_string(++serial) + ".";
-  }
-  void TearDown() override {
-    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
-  }
-
-  QlgObject* make(const std::string& name, const char* cls) {
-    QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
-    EXPECT_NE(obj, nullptr) << name;
-    if (obj) objects_.push_back(obj);
-    return obj;
-  }
-  /* A handler of class cls, named "h<n>", with the run's lock key and then
-     the given properties, in order. */
-  QlgObject* handler(const Props& props, bool headTail = false, const char* cls = "qlg_filehandler") {
-    QlgObject* h = make("h" + std::to_string(objects_.size()), cls);
-    QlgHandler_setFormatter(h, make("f" + std::to_string(objects_.size()),
-                                    headTail ? "test_fh_headtail" : "test_fh_bare"));
-    QlgObject_storeProperty(h, "MPFileSemKey", ownKey().c_str());
-    for (const auto& p : props) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
-    return h;
+  /* A handler of class cls with the run's lock key and then the given
+     properties, in order. */
+  QlgObject* handler(Props props, bool headTail = false, const char* cls = "qlg_filehandler") {
+    props.insert(props.begin(), {"MPFileSemKey", ownKey()});
+    return HandlerTest::handler(cls, headTail ? "test_headtail" : "test_bare", props);
   }
   static QlgFileHandlerData* data(QlgObject* h) { return QlgFileHandler_data(h); }
   static std::string path(QlgObject* h) { return data(h)->path ? data(h)->path : "(null)"; }
   static void log(QlgObject* h, const std::vector<std::string>& texts) {
-    for (const auto& text : texts) {
-      QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
-      ASSERT_NE(e, nullptr);
-      h->cls->slots.handler.publish(h, e);
-      QlgEvent_free(e);
-    }
+    for (const auto& text : texts) htest::publish(h, 3000, text);
   }
   static void close(QlgObject* h) { h->cls->slots.handler.close(h); }
 
@@ -106,8 +65,6 @@ class FileHandlerFixture : public ::testing::Test {
   }
 
   ardeltest::TempDir dir_;
-  std::string prefix_;
-  std::vector<QlgObject*> objects_;
 };
 
 }  // namespace fhtest

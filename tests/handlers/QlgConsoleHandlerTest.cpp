@@ -2,54 +2,29 @@
 // Handler base and the console and standard-error handlers: where heads,
 // events and tails are written, the enabled switch, chaining to listeners,
 // and the counted link from a handler to its formatter.
-#include <ardel/QlgHandler.h>
-
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgConsoleHandler.h"
-#include "support/Recorder.h"
 
 namespace {
 
-using ardeltest::CaptureFd;
+using namespace htest;
 
 char* noText(QlgObject*, QlgEvent*) { return nullptr; }
 
-class QlgConsoleHandlerTest : public ::testing::Test {
+class QlgConsoleHandlerTest : public htest::HandlerTest {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    // Bare message lines keep the expectations free of time stamps.
-    QlgClass_registerFormatter("test_bare", nullptr, nullptr, nullptr, nullptr, ardeltest::bareMessage, nullptr, nullptr, nullptr);
-    QlgClass_registerFormatter("test_headtail", nullptr, nullptr, nullptr, nullptr, ardeltest::bareMessage,
-                               ardeltest::headText, ardeltest::tailText, nullptr);
+    HandlerTest::SetUp();
     QlgClass_registerFormatter("test_muted", nullptr, nullptr, nullptr, nullptr, noText, nullptr, nullptr, nullptr);
-    static int serial = 0;
-    prefix_ = "test.console" + std::to_string(++serial) + ".";
+    x_ = QlgEvent_createTagged(3000, nullptr, 0, 0, "x", 0);
   }
   void TearDown() override {
-    for (QlgEvent* e : events_) QlgEvent_free(e);
-    for (auto it = objects_.rbegin(); it != objects_.rend(); ++it) QlgObject_release(*it);
+    QlgEvent_free(x_);
+    HandlerTest::TearDown();
   }
-  QlgObject* make(const std::string& name, const char* cls, bool keep = true) {
-    QlgObject* obj = QlgObject_create((prefix_ + name).c_str(), cls);
-    EXPECT_NE(obj, nullptr) << name;
-    if (obj && keep) objects_.push_back(obj);
-    return obj;
-  }
-  // A handler of class cls whose formatter is a new object of fmtClass (none when null).
-  QlgObject* handler(const char* cls, const char* fmtClass, bool keep = true) {
-    QlgObject* h = make("h" + std::to_string(objects_.size()), cls, keep);
-    QlgHandler_setFormatter(h, fmtClass ? make("f" + std::to_string(objects_.size()), fmtClass) : nullptr);
-    return h;
-  }
-  QlgEvent* event(const char* text) {
-    events_.push_back(QlgEvent_createTagged(3000, nullptr, 0, 0, text, 0));
-    return events_.back();
-  }
-  void publish(QlgObject* h, const char* text) { h->cls->slots.handler.publish(h, event(text)); }
+  void publish(QlgObject* h, const char* text) { htest::publish(h, 3000, text); }
 
-  std::string prefix_;
-  std::vector<QlgObject*> objects_;
-  std::vector<QlgEvent*> events_;
+  QlgEvent* x_ = nullptr;  // for calls that only need some event
 };
 
 TEST_F(QlgConsoleHandlerTest, HeadsGoToStandardOutputOnceEventsToTheirStreamAndTheTailAtCloseOrRelease) {
@@ -58,22 +33,19 @@ TEST_F(QlgConsoleHandlerTest, HeadsGoToStandardOutputOnceEventsToTheirStreamAndT
       {"qlg_stderrhandler", false, "HEAD\nTAIL\n", "first\nsecond\n"},
       {"qlg_consolehandler", true, "HEAD\nfirst\nsecond\nTAIL\n", ""}};
   for (const auto& c : cases) {
-    QlgObject* h = handler(c.cls, "test_headtail", !c.release);
+    QlgObject* h = handler(c.cls, "test_headtail");
     CaptureFd out(1), err(2);
     QlgConsoleHandler_close(h);  // never wrote its head: no tail
     publish(h, "first");
     QlgConsoleHandler_open(h);
     publish(h, "second");
-    c.release ? QlgObject_release(h) : QlgConsoleHandler_close(h);
+    c.release ? release(h) : QlgConsoleHandler_close(h);
     if (!c.release) QlgConsoleHandler_close(h);
     EXPECT_EQ(out.text(), c.out) << c.cls;
     EXPECT_EQ(err.text(), c.err) << c.cls;
   }
-  QlgObject* basic = make("basic", "qlg_consolehandler");
-  QlgEvent* e = event("plain");
-  e->time = 1236870000123LL;
   CaptureFd out(1);
-  basic->cls->slots.handler.publish(basic, e);
+  htest::publish(make("qlg_consolehandler"), 3000, "plain", [](QlgEvent* e) { e->time = 1236870000123LL; });
   publish(handler("qlg_consolehandler", "test_bare"), std::string(6000, 'x').c_str());
   std::string text = out.text();
   ASSERT_GT(text.size(), 30u);
@@ -104,19 +76,18 @@ TEST_F(QlgConsoleHandlerTest, EventsArePassedOnWithOrWithoutTextButNotWhileLoggi
   QlgConsoleHandler_open(h);
   QlgConsoleHandler_close(h);
   h->data = data;
-  QlgConsoleHandler_write(nullptr, event("x"), stdout), QlgConsoleHandler_write(h, nullptr, stdout);
+  QlgConsoleHandler_write(nullptr, x_, stdout), QlgConsoleHandler_write(h, nullptr, stdout);
   QlgConsoleHandler_publish(nullptr, nullptr), QlgStderrHandler_publish(nullptr, nullptr);
   QlgConsoleHandler_open(nullptr), QlgConsoleHandler_close(nullptr);
   EXPECT_EQ(out.text(), "");
 }
 
 TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAFormatterCountingOneReferenceAndUnknownNamesChangeNothing) {
-  QlgObject* h1 = make("ref1", "qlg_consolehandler");
-  QlgObject* h2 = make("ref2", "qlg_consolehandler");
+  QlgObject *h1 = make("qlg_consolehandler"), *h2 = make("qlg_consolehandler");
   QlgObject* shared = QlgHandler_getFormatter(h1);
   ASSERT_STREQ(shared->name, "ardel.defaultFormatter");
   int before = shared->refCount;
-  QlgObject* f = make("refFmt", "test_bare");
+  QlgObject* f = make("test_bare");
   int fBefore = f->refCount;
   QlgHandler_propertyChanged(h1, "formatterName");  // not set: nothing happens
   QlgObject_storeProperty(h1, "formatterName", f->name);
@@ -136,13 +107,13 @@ TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAFormatterCountingOneReferenc
   EXPECT_STREQ(head, "HEAD\n");
   QlgMem_free(head);
   EXPECT_EQ(QlgHandler_getTail(h2), nullptr);
-  QlgObject* notAHandler = make("notAHandler", "test_headtail");
+  QlgObject* notAHandler = make("test_headtail");
   QlgHandler_setFormatter(h2, h1);  // a formatter of the wrong kind formats nothing
-  EXPECT_EQ(QlgHandler_format(h2, event("x")), nullptr);
+  EXPECT_EQ(QlgHandler_format(h2, x_), nullptr);
   EXPECT_EQ(QlgHandler_getHead(h2), nullptr);
   QlgHandler_setFormatter(h2, nullptr);
   for (QlgObject* o : {notAHandler, static_cast<QlgObject*>(nullptr)}) {
-    EXPECT_TRUE(QlgHandler_format(o, event("x")) == nullptr && QlgHandler_getHead(o) == nullptr &&
+    EXPECT_TRUE(QlgHandler_format(o, x_) == nullptr && QlgHandler_getHead(o) == nullptr &&
                 QlgHandler_getTail(o) == nullptr && QlgHandler_getFormatter(o) == nullptr);
     QlgHandler_setFormatter(o, notAHandler);
   }

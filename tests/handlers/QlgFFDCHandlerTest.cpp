@@ -5,91 +5,61 @@
 // run, and that nothing outside the base directory is ever written or
 // deleted, whatever the configuration names or the tree holds.
 #include <cstring>
+#include <filesystem>
 
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgFFDCTriggerHandler.h"
 #include "handlers/QlgFileCopyHandler.h"
-#include "support/Recorder.h"
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::readFile;
-using ardeltest::TempDir;
-using Props = std::vector<std::pair<std::string, std::string>>;
+using namespace htest;
 
 const int64_t kTime = 1700000000000;  /* the events' time */
 const char kZip[] = "/usr/bin/zip";
 
 bool exists(const std::string& p) { struct stat st; return lstat(p.c_str(), &st) == 0; }
-size_t count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
-  return n;
-}
 QlgEvent* event(int level, int64_t t) {
   QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, "boom", 0);
   e->time = t;
   return e;
 }
-std::string run(const std::string& cmd) {
-  std::string out;
-  FILE* p = popen(cmd.c_str(), "r");
-  char buf[4096];
-  for (size_t n; p && (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-  if (p) pclose(p);
-  return out;
+// What the shell command cmd writes to standard output.
+std::string run(const std::string& cmd, const TempDir& dir) {
+  return std::system(("(" + cmd + ") > '" + dir.file("run.out") + "'").c_str()) == 0 ? readFile(dir.file("run.out")) : "";
 }
 void setAge(const std::string& path, time_t secondsAgo) {
   struct timespec t[2] = {{time(nullptr) - secondsAgo, 0}, {time(nullptr) - secondsAgo, 0}};
   utimensat(AT_FDCWD, path.c_str(), t, AT_SYMLINK_NOFOLLOW);
 }
 
-class FFDCTest : public ::testing::Test {
+class FFDCTest : public htest::HandlerTest {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    ardeltest::registerRecorder();
-    ardeltest::seen().clear();
+    HandlerTest::SetUp();
     base = dir.file("ffdc");
-    objects = {QlgObject_create("ffdc.rec", "test_recorder"), QlgObject_create("ffdc.test.errors", "qlg_levelfilter")};
-    QlgObject_storeProperty(objects[1], "level", "ERROR");
+    make("test_recorder", {}, "rec");
+    make("qlg_levelfilter", {{"level", "ERROR"}}, "errors");
     // Source files: a binary one, a text one.
     src1 = dir.write("a.bin", std::string("\0\x01\xff zip\r\n", 9) + std::string(3000, 'x'));
     src2 = dir.write("b.log", "second file\n");
-    day = base + "/" + dayOf(kTime);
-  }
-  void TearDown() override {
-    for (auto o = objects.rbegin(); o != objects.rend(); ++o) QlgObject_release(*o);
-  }
-  static std::string dayOf(int64_t ms) {
-    time_t s = (time_t)(ms / 1000);
+    time_t s = (time_t)(kTime / 1000);
     struct tm tm;
     char buf[16];
-    localtime_r(&s, &tm);
-    strftime(buf, sizeof buf, "%Y.%m.%d", &tm);
-    return buf;
+    strftime(buf, sizeof buf, "%Y.%m.%d", localtime_r(&s, &tm));
+    day = base + "/" + buf;
   }
-  QlgObject* handler(const char* cls, const Props& props) {
-    static int serial = 0;
-    QlgObject* h = QlgObject_create(("ffdc.test.h" + std::to_string(++serial)).c_str(), cls);
-    Props all = {{"baseDir", base}, {"triggerFilter", "ffdc.test.errors"}, {"listenerNames", "ffdc.rec"}};
-    all.insert(all.end(), props.begin(), props.end());
-    for (const auto& p : all) QlgObject_storeProperty(h, p.first.c_str(), p.second.c_str());
-    objects.push_back(h);
-    return h;
+  QlgObject* handler(const char* cls, Props props) {
+    props.insert(props.begin(), {{"baseDir", base}, {"triggerFilter", prefix_ + "errors"}, {"listenerNames", prefix_ + "rec"}});
+    return make(cls, props);
   }
   QlgObject* copier(const Props& props) { return handler("qlg_ffdc_filecopy_handler", props); }
   // Publishes one event; what the toolkit reported on standard error.
-  static std::string publish(QlgObject* h, int level = 6000, int64_t t = kTime) {
-    CaptureFd err(2);
-    QlgEvent* e = event(level, t);
-    h->cls->slots.handler.publish(h, e);
-    QlgEvent_free(e);
-    return err.text();
+  static std::string publish(QlgObject* h, int level = 6000) {
+    return ardeltest::stderrOf([&] { htest::publish(h, level, "boom", [](QlgEvent* e) { e->time = kTime; }); });
   }
   TempDir dir;
   std::string base, day, src1, src2;
-  std::vector<QlgObject*> objects;
 };
 
 TEST_F(FFDCTest, PropertiesAcceptOnlyTheirDocumentedValues) {
@@ -111,16 +81,13 @@ TEST_F(FFDCTest, ZipCommandWithShellCharactersOrMissingIsRejectedAndPreviousKept
   const char* bad[] = {"/usr/bin/zip;rm", "/usr/bin/zip&", "/usr/bin/zip|x", "/no/such/zip", "$(zip)"};
   for (const char* value : bad) {
     QlgObject* h = copier({{"zipCmdPath", kZip}});
-    CaptureFd err(2);
-    QlgObject_storeProperty(h, "zipCmdPath", value);
-    EXPECT_EQ(count(err.text(), "QLGFF0065E"), 1u) << value;
+    EXPECT_EQ(count(ardeltest::stderrOf([&] { QlgObject_storeProperty(h, "zipCmdPath", value); }), "QLGFF0065E"), 1u) << value;
     EXPECT_STREQ(QlgFFDCTrigger_data(h)->fileCopy->zipCmdPath, kZip) << value;
   }
 }
 
 TEST_F(FFDCTest, StartReportsMissingFilterAndBaseDirOnce) {
-  QlgObject* h = QlgObject_create("ffdc.test.bare", "qlg_ffdc_filecopy_handler");
-  objects.push_back(h);
+  QlgObject* h = make("qlg_ffdc_filecopy_handler");
   std::string first = publish(h);
   EXPECT_TRUE(count(first, "QLGFF0011E") == 1 && count(first, "QLGFF0012E") == 1) << first;
   EXPECT_EQ(publish(h), "");
@@ -158,39 +125,30 @@ TEST_F(FFDCTest, OneDatedDirectoryPerEventSharedByAllActions) {
   QlgEvent_free(ev);
 }
 
-TEST_F(FFDCTest, CopyModeCopiesPresentFilesAndReportsEachMissingOne) {
-  QlgObject* h = copier({{"filesToCopy", src1 + " " + dir.file("missing.txt") + " " + src2}});
-  std::string err = publish(h);
-  EXPECT_EQ(count(err, "QLGFF0062W"), 1u) << err;
-  EXPECT_EQ(readFile(day + "/a.bin"), readFile(src1));
-  EXPECT_EQ(readFile(day + "/b.log"), readFile(src2));
-  EXPECT_EQ(publish(h, 5000), "");  /* not accepted by the filter: no capture, still forwarded */
-  EXPECT_EQ(ardeltest::seen().size(), 2u);
-}
-
-TEST_F(FFDCTest, ZipModeRunsRealZipAndArchiveHoldsTheBytes) {
-  QlgObject* h = copier({{"filesToCopy", src1 + " " + dir.file("gone") + " " + src2},
-                         {"zipFileName", "capture"}, {"zipCmdPath", kZip}});
-  std::string err = publish(h);
-  EXPECT_EQ(count(err, "QLGFF0062W"), 1u) << err;
-  std::string archive = day + "/capture.zip";
-  EXPECT_EQ(run("unzip -Z1 '" + archive + "'"), "a.bin\nb.log\n");
-  EXPECT_EQ(run("unzip -p '" + archive + "' a.bin") + run("unzip -p '" + archive + "' b.log"), readFile(src1) + readFile(src2));
-  EXPECT_EQ(ardeltest::seen().size(), 1u);
-}
-
-TEST_F(FFDCTest, ZipThatMakesNoArchiveOrHangsIsReportedAndEnded) {
-  std::string hang = dir.write("hang.sh", "#!/bin/sh\nexec sleep 30\n");
+// Copy mode, zip mode with the real zip (the archive read back with unzip),
+// and zip commands that make no archive or hang (ended after zipTimeout):
+// the present files captured byte for byte, each missing file and each
+// failed zip reported once, and the event passed on every time.
+TEST_F(FFDCTest, CopyAndZipModesCaptureThePresentFilesAndReportEachFailure) {
+  std::string hang = dir.write("hang.sh", "#!/bin/sh\nexec sleep 30\n"), archive = day + "/z1.zip";
   chmod(hang.c_str(), 0700);
-  struct { std::string cmd; const char* expect; } cases[] = {
-      {"/bin/true", "QLGFF0064E"}, {hang, "timed out"}};
+  struct { std::string zip; std::vector<std::string> reports; } cases[] = {
+      {"", {"QLGFF0062W"}}, {kZip, {"QLGFF0062W"}}, {"/bin/true", {"QLGFF0062W", "QLGFF0064E"}},
+      {hang, {"QLGFF0062W", "QLGFF0064E", "timed out"}}};
+  QlgObject* h = nullptr;
   for (const auto& c : cases) {
-    QlgObject* h = copier({{"filesToCopy", src2}, {"zipFileName", "z" + std::to_string(&c - cases)},
-                           {"zipCmdPath", c.cmd}, {"zipTimeout", "200"}});
-    std::string err = publish(h);
-    EXPECT_TRUE(count(err, c.expect) == 1 && count(err, "QLGFF0064E") == 1) << err;
+    int i = (int)(&c - cases);
+    Props props = {{"filesToCopy", src1 + " " + dir.file("missing.txt") + " " + src2}};
+    if (i > 0) props.insert(props.end(), {{"zipFileName", "z" + std::to_string(i)}, {"zipCmdPath", c.zip}});
+    if (i > 1) props.push_back({"zipTimeout", "200"});
+    std::string err = publish(h = copier(props));
+    for (const auto& r : c.reports) EXPECT_EQ(count(err, r), 1u) << c.zip << ": " << r << "\n" << err;
+    if (i > 1) continue;
+    EXPECT_EQ(i ? run("unzip -Z1 '" + archive + "'; unzip -p '" + archive + "' a.bin; unzip -p '" + archive + "' b.log", dir)
+                : "a.bin\nb.log\n" + readFile(day + "/a.bin") + readFile(day + "/b.log"), "a.bin\nb.log\n" + readFile(src1) + readFile(src2));
   }
-  EXPECT_EQ(ardeltest::seen().size(), 2u);
+  EXPECT_EQ(publish(h, 5000), "");  /* not accepted by the filter: no capture, still forwarded */
+  EXPECT_EQ(seen().size(), 5u);
 }
 
 TEST_F(FFDCTest, QuotaPoliciesWithSmallLimit) {
@@ -215,7 +173,7 @@ TEST_F(FFDCTest, QuotaPoliciesWithSmallLimit) {
     EXPECT_EQ(exists(day + "/b.log"), c.copied) << c.policy;
     for (int i = 0; i < 3; i++) EXPECT_EQ(exists(old + "/f" + std::to_string(i)), c.left[i]) << c.policy << i;
     EXPECT_EQ(count(err, c.detail), 1u) << err;
-    run("rm -rf '" + base + "'");
+    std::filesystem::remove_all(base);
   }
 }
 
@@ -247,7 +205,7 @@ TEST_F(FFDCTest, NothingOutsideTheBaseDirectoryIsWrittenOrDeleted) {
   // A link in place of the day's directory stops the capture (QLGFF0013E).
   std::string elsewhere = dir.file("elsewhere");
   mkdir(elsewhere.c_str(), 0700);
-  run("rm -rf '" + day + "'");
+  std::filesystem::remove_all(day);
   symlink(elsewhere.c_str(), day.c_str());
   std::string err = publish(copier({{"filesToCopy", src1}}));
   EXPECT_EQ(count(err, "QLGFF0013E"), 1u) << err;

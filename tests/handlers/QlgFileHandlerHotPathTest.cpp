@@ -6,44 +6,21 @@
  *   the every-record mode and with pathCheckInterval;
  * - records of several threads all arrive, whole and in each thread's order.
  */
-#include <ardel/QlgObject.h>
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgToolkit.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "handlers/FileHandlerFixture.h"
 
-using ardeltest::inChild;
-using ardeltest::readFile;
-using ardeltest::TempDir;
+using namespace fhtest;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace {
 
 using HotPathTest = fhtest::FileHandlerFixture;
-
-/* Starts the toolkit with logger "app" feeding file handler "fh" (formatter
-   with the head "HEAD\n") and returns the logger. */
-QlgObject* startFileLogger(const TempDir& dir) {
-  std::string props = dir.write(
-      "h.properties", "app.className=qlg_basiclogger\napp.level=DEBUG_MIN\napp.listenerNames=fh\n"
-                      "fh.className=qlg_filehandler\nfh.fileName=" + dir.path() + "/t.log\n"
-                      "fh.formatterName=headfmt\nheadfmt.className=hot_headfmt\nfh.maxFiles=1\n");
-  QlgToolkit_shutdown(); /* a toolkit the test process started earlier */
-  if (!QlgToolkit_initialize(props.c_str())) return nullptr;
-  QlgClass_registerFormatter("hot_headfmt", nullptr, nullptr, nullptr, nullptr, nullptr,
-                             ardeltest::headText, nullptr, nullptr);
-  return QlgObject_create("app", nullptr);
-}
-
-void logText(QlgObject* app, const char* text) { QlgLogger_logMin(app, "t.cpp", "f", 7, text, 0); }
 
 /* A file removed or moved away by another program, or its directory
    removed: in every-record mode the very next record starts a new file
@@ -110,8 +87,12 @@ TEST_F(HotPathTest, TruncationByAnotherProgramIsPickedUpWithinASecond) {
    others queue up behind it and its records are left to them to write. */
 TEST(FileHandlerHotPath, GroupCommitKeepsEveryRecordWholeAndInThreadOrder) {
   TempDir dir;
-  inChild([&] {
-    QlgObject* app = startFileLogger(dir);
+  /* Logger "app" feeds file handler "fh", whose formatter writes the head "HEAD\n". */
+  ardeltest::withToolkit("app.className=qlg_basiclogger\napp.level=DEBUG_MIN\napp.listenerNames=fh\n"
+                         "fh.className=qlg_filehandler\nfh.fileName=" + dir.path() + "/t.log\n"
+                         "fh.formatterName=headfmt\nheadfmt.className=hot_headfmt\nfh.maxFiles=1\n", [&] {
+    QlgClass_registerFormatter("hot_headfmt", nullptr, nullptr, nullptr, nullptr, nullptr, ardeltest::headText, nullptr, nullptr);
+    QlgObject* app = QlgObject_create("app", nullptr);
     ASSERT_NE(app, nullptr);
     const int kThreadCount = 4, kEach = 3000;
     std::vector<std::thread> pool;
@@ -125,7 +106,7 @@ TEST(FileHandlerHotPath, GroupCommitKeepsEveryRecordWholeAndInThreadOrder) {
             QlgToolkit_enter();
             std::this_thread::sleep_for(300us);
           }
-          logText(app, text.c_str());
+          QlgLogger_logMin(app, "t.cpp", "f", 7, text.c_str(), 0);
           if (hold) QlgToolkit_leave();
           if (t != kThreadCount - 1) std::this_thread::sleep_for(30us); /* keep pace with the holder */
           if (!hold && i % 300 == 299 &&

@@ -2,33 +2,25 @@
 /*
  * The file handlers' rules that only POSIX systems have: FIFOs and planted
  * links at the log path, file modes, paths longer than Windows allows, a
- * full device, and the golden run (100,000 varied trace statements whose
- * lines after the stamps hash to what the earlier library wrote, in a
- * POSIX build: 64-bit long, POSIX zone rules).
+ * full device, the multi-process handler's size note against another
+ * program's truncation and appending, and the golden run (100,000 varied
+ * trace statements whose lines after the stamps hash to what the earlier
+ * library wrote, in a POSIX build: 64-bit long, POSIX zone rules).
  */
 #include <errno.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <climits>
 #include <cstdint>
-#include <cstdio>
-#include <ctime>
-#include <functional>
-#include <string>
 
 #include <ardel/CLogWrapper.h>
 #include "handlers/FileHandlerFixture.h"
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::inChild;
-using ardeltest::readFile;
-using ardeltest::TempDir;
+using namespace fhtest;
 using PosixFileHandlerTest = fhtest::FileHandlerFixture;
 
 const char* const kClasses[] = {"qlg_filehandler", "qlg_multiproc_filehandler"};
@@ -44,11 +36,7 @@ TEST_F(PosixFileHandlerTest, FifoAtTheLogPathIsReportedNeverWaitedOnAndRetried) 
     ardeltest::inChild([&] {
       alarm(20);
       QlgObject* h = handler({{"fileName", path}}, false, cls);
-      {
-        CaptureFd err(2);
-        log(h, {"lost"});
-        EXPECT_HAS(err.text(), strerror(ENXIO));
-      }
+      EXPECT_HAS(ardeltest::stderrOf([&] { log(h, {"lost"}); }), strerror(ENXIO));
       ASSERT_EQ(unlink(path.c_str()), 0);
       log(h, {"kept"});
       EXPECT_EQ(readFile(path), "kept\n");
@@ -83,26 +71,22 @@ TEST_F(PosixFileHandlerTest, LinkPlantedInASharedDirectoryIsFollowedOnlyForTrust
   }
 }
 
-TEST_F(PosixFileHandlerTest, CreatedFileGetsTheConfiguredPermission) {
-  QlgObject* h = handler({{"fileName", dir_.file("perm.log")}, {"filePermission", "0604"}});
-  mode_t old = umask(0);
-  log(h, {"x"});
-  umask(old);
-  struct stat st;
-  ASSERT_EQ(stat(dir_.file("perm.log").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 0777, 0604u);
-}
-
 /* A name of the full 260 characters composes to a longer path (the base
    name keeps its separator), which Windows paths cannot be: the file must
-   still count as present between records. */
-TEST_F(PosixFileHandlerTest, LongestAcceptedNameIsOpenedOnceWithOneHead) {
+   still count as present between records.  It is created with the
+   configured permission. */
+TEST_F(PosixFileHandlerTest, LongestAcceptedNameIsOpenedOnceWithOneHeadAndTheConfiguredPermission) {
   std::string middle(260 - dir_.path().size() - 1 - 7, 'd');
   for (size_t i = 100; i + 1 < middle.size(); i += 101) middle[i] = '/';
-  QlgObject* h = handler({{"fileName", dir_.path() + "/" + middle + "/lp.log"}}, true);
+  QlgObject* h = handler({{"fileName", dir_.path() + "/" + middle + "/lp.log"}, {"filePermission", "0604"}}, true);
   ASSERT_NE(data(h)->path, nullptr);
+  mode_t old = umask(0);
   log(h, {"a", "b", "c"});
+  umask(old);
   EXPECT_EQ(readFile(path(h)), "HEAD\na\nb\nc\n");
+  struct stat st;
+  ASSERT_EQ(stat(path(h).c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0604u);
 }
 
 /* Runs body with files limited to `bytes`, as a full device would cut them,
@@ -165,6 +149,32 @@ TEST_F(PosixFileHandlerTest, MultiProcessCopyCutShortLeavesTheActiveFileAndIsRet
     EXPECT_EQ(readFile(dir_.file("d1.log")), lines);
     EXPECT_EQ(readFile(active), "y\n");
   });
+}
+
+/* qlg_multiproc_filehandler takes the size from the note the last lock
+   holder left, but only the file itself starts a rollover, and what another
+   program does to the file (truncation, appending) counts within a second. */
+TEST_F(PosixFileHandlerTest, MultiProcessHandlerCountsWhatAnotherProgramDidOverItsStaleSizeNote) {
+  auto mp = [&](const char* name) {
+    return handler({{"fileName", dir_.file(name)}, {"maxFiles", "2"}, {"maxFileBytes", "9"}}, false,
+                   "qlg_multiproc_filehandler");
+  };
+  QlgObject* t = mp("t.log");
+  log(t, {"r1", "r2"});  // 6 bytes noted
+  ASSERT_EQ(truncate(dir_.file("t.log").c_str(), 0), 0);
+  log(t, {"r3", "r4"});  // the note says 6 + 3 = 9: due, but the file holds 3
+  EXPECT_EQ(readFile(dir_.file("t.log")), "r3\nr4\n");
+  EXPECT_FALSE(fhtest::exists(dir_.file("t1.log"))) << "rolled over on the note alone";
+  QlgObject* g = mp("g.log");
+  log(g, {"r1"});
+  int fd = open(dir_.file("g.log").c_str(), O_WRONLY | O_APPEND);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(write(fd, "outside\n", 8), 8);
+  ::close(fd);
+  usleep(1100 * 1000);
+  log(g, {"r2"});
+  EXPECT_EQ(readFile(dir_.file("g1.log")), "r1\noutside\n");
+  EXPECT_EQ(readFile(dir_.file("g.log")), "r2\n");
 }
 
 /* FNV-1a, 64 bits. */

@@ -5,18 +5,13 @@
 // wait on a full ring, the reports, and the whole road through
 // ardel-tas-reader running as a second process, at full speed.
 #include <signal.h>
-#include <spawn.h>
 
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgTASHandler.h"
-#include "support/Recorder.h"
-
-extern char** environ;
 
 namespace {
 
-using ardeltest::CaptureFd;
-using ardeltest::readFile;
-using ardeltest::TempDir;
+using namespace htest;
 
 // A ring name of this run alone, so that parallel runs never meet.
 std::string uniqueId() {
@@ -38,7 +33,6 @@ struct TestRing {
     CxMutex_removeNamed((id + ".s").c_str());
   }
   uint32_t& word(size_t off) { return *reinterpret_cast<uint32_t*>(CxSharedMem_address(mem) + off); }
-  std::string ringBytes() { return bytes(0, CxSharedMem_size(mem) - 64); }
   std::string bytes(size_t from, size_t len) {
     return std::string(reinterpret_cast<char*>(CxSharedMem_address(mem)) + 64 + from, len);
   }
@@ -51,53 +45,35 @@ struct TestRing {
 struct Reader {
   explicit Reader(std::vector<std::string> args) {
     args.insert(args.begin(), ARDEL_TAS_READER);
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    posix_spawn_file_actions_addopen(&fa, 1, dir.file("out").c_str(), O_WRONLY | O_CREAT, 0600);
-    posix_spawn_file_actions_addopen(&fa, 2, dir.file("err").c_str(), O_WRONLY | O_CREAT, 0600);
-    EXPECT_EQ(posix_spawn(&pid, argv[0], &fa, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&fa);
-    for (int i = 0; i < 500 && readFile(dir.file("err")).find("ready") == std::string::npos; i++)
-      usleep(10000);
+    pid = htest::spawn(args, dir.file("out"), dir.file("err"));
+    EXPECT_GT(pid, 0);
+    htest::waitFor([&] { return readFile(dir.file("err")).find("ready") != std::string::npos; }, 5000);
   }
-  // Ends the reader with sig; its standard output, one entry per line.
-  std::vector<std::string> stop(int sig = SIGTERM) {
+  // Ends the reader with sig; what it wrote to standard output.
+  std::string stop(int sig = SIGTERM) {
     kill(pid, sig);
     int status = -1;
     EXPECT_EQ(waitpid(pid, &status, 0), pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << readFile(dir.file("err"));
-    std::vector<std::string> lines;
-    std::istringstream in(readFile(dir.file("out")));
-    for (std::string l; std::getline(in, l);) lines.push_back(l);
-    return lines;
+    return readFile(dir.file("out"));
   }
   TempDir dir;
   pid_t pid = -1;
 };
 
-class TASHandlerTest : public ::testing::Test {
+class TASHandlerTest : public htest::HandlerTest {
  protected:
-  void SetUp() override { ASSERT_TRUE(QlgToolkit_initialize(nullptr)); }
-  void TearDown() override { QlgObject_release(handler_); }
-  QlgObject* make(const std::string& ipcId, std::vector<std::pair<const char*, const char*>> props = {}) {
-    static int serial = 0;
-    QlgObject_release(handler_);
-    handler_ = QlgObject_create(("test.tas" + std::to_string(++serial)).c_str(), "qlg_tashandler");
-    for (const auto& p : props) QlgObject_storeProperty(handler_, p.first, p.second);
-    QlgObject_storeProperty(handler_, "IPCID", ipcId.c_str());
-    return handler_;
+  QlgObject* make(const std::string& ipcId, htest::Props props = {}) {
+    props.push_back({"IPCID", ipcId});
+    return handler_ = HandlerTest::make("qlg_tashandler", props);
   }
   void publish(int level, const std::string& text, const char* file = nullptr, const char* function = nullptr,
                int line = 0) {
-    QlgEvent* e = QlgEvent_createTagged(level, nullptr, 0, 0, text.c_str(), 0);
-    e->time = 0x123456789abLL;
-    if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file), QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
-    if (function) QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, function);
-    handler_->cls->slots.handler.publish(handler_, e);
-    QlgEvent_free(e);
+    htest::publish(handler_, level, text, [&](QlgEvent* e) {
+      e->time = 0x123456789abLL;
+      if (file) QlgEvent_addStringProperty(e, QLG_PROP_SRCFILE, file), QlgEvent_addIntProperty(e, QLG_PROP_SRCLINE, line);
+      if (function) QlgEvent_addStringProperty(e, QLG_PROP_SRCFUNCTION, function);
+    });
   }
   QlgObject* handler_ = nullptr;
 };
@@ -123,9 +99,9 @@ TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
       {9999, "#x_y#_z \"q\"\n", "s.c", "main", "\"level\":7000,\"logger\":\"a-b-c\",\"time\":1250999896491,\"message\":\"#x-y#_z \\\"q\\\"\\u000a\",\"function\":\"main\",\"file\":\"s.c\",\"line\":7"},
   };
   for (const auto& c : cases) publish(c.level, c.text, c.file, c.function, 7);
-  std::vector<std::string> lines = reader.stop();
-  ASSERT_EQ(lines.size(), 2u);
-  for (size_t i = 0; i < 2; i++) EXPECT_NE(lines[i].find(cases[i].expected), std::string::npos) << lines[i];
+  std::string out = reader.stop();
+  EXPECT_EQ(count(out, "\n"), 2u) << out;
+  for (const auto& c : cases) EXPECT_HAS(out, c.expected);
   CxSharedMem* gone = nullptr;
   CxMutex* lock = nullptr;
   EXPECT_EQ(CxSharedMem_open(&gone, id.c_str()).code, ENOENT) << "the reader removes the ring it made";
@@ -138,9 +114,7 @@ TEST_F(TASHandlerTest, ReaderAttachedToAnExistingRingLeavesItInPlace) {
   Reader reader({ring.id});
   make(ring.id);
   publish(4000, "a\\b\tc", "s.c", "fn", 7);
-  std::vector<std::string> lines = reader.stop(SIGINT);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0], "1250999896491 4000 Ardel fn s.c:7 a\\\\b\\tc");
+  EXPECT_EQ(reader.stop(SIGINT), "1250999896491 4000 Ardel fn s.c:7 a\\\\b\\tc\n");
   CxSharedMem* still = nullptr;
   EXPECT_TRUE(CxStatus_isOk(CxSharedMem_open(&still, ring.id.c_str())));
   CxSharedMem_close(&still);
@@ -148,79 +122,52 @@ TEST_F(TASHandlerTest, ReaderAttachedToAnExistingRingLeavesItInPlace) {
 
 // A cut text still carries the marker and the sequence text; being
 // longer than N - 1024 it is then refused, so the packet built is checked.
-TEST(TASHandlerSequence, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
-  ardeltest::inChild([] {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
+TEST_F(TASHandlerTest, EventsCarryTheProcessSequenceAndCutTextsTheMarker) {
+  inChild([&] {
     std::string id = uniqueId();
     Reader reader({"--size", "4096", id});
-    QlgObject* h = QlgObject_create("test.seq", "qlg_tashandler");
-    QlgObject_storeProperty(h, "traceEnabled", "true");
-    QlgObject_storeProperty(h, "IPCID", id.c_str());
+    QlgObject* h = make(id, {{"traceEnabled", "true"}});
     CaptureFd err(2);
-    for (const std::string& text : std::vector<std::string>{"first", "second", std::string(5000, 'x')}) {
-      QlgEvent* e = QlgEvent_createTagged(3000, nullptr, 0, 0, text.c_str(), 0);
-      h->cls->slots.handler.publish(h, e);
-      QlgEvent_free(e);
-    }
+    for (const std::string& text : {std::string("first"), std::string("second"), std::string(5000, 'x')})
+      htest::publish(h, 3000, text);
     EXPECT_NE(err.text().find("The error code is -1."), std::string::npos);
     const char* packet = reinterpret_cast<char*>(static_cast<QlgTASHandlerData*>(h->data)->packet);
     std::string cut = std::string(4096 - 143 - 9, 'x') + " (truncated)... seq#=<2>";
     EXPECT_EQ(std::string(packet + 33, cut.size()), cut);
-    std::vector<std::string> lines = reader.stop(SIGINT);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].substr(lines[0].find(" Ardel ")), " Ardel - - first seq#=<0>");
-    EXPECT_EQ(lines[1].substr(lines[1].find(" Ardel ")), " Ardel - - second seq#=<1>");
-    QlgObject_release(h);
+    std::string out = reader.stop(SIGINT);
+    EXPECT_EQ(count(out, "\n"), 2u) << out;
+    EXPECT_HAS(out, " Ardel - - first seq#=<0>\n");
+    EXPECT_HAS(out, " Ardel - - second seq#=<1>\n");
   });
 }
 
-// A header written by a hostile or broken server is refused, never followed.
-TEST_F(TASHandlerTest, UntrustedHeaderOrOversizedPacketIsRefusedWithCodeMinusOne) {
-  const struct { const char* what; uint32_t n; size_t mapped; uint32_t read, write; size_t textLength; } cases[] = {
-      {"ring larger than the mapping", 1u << 20, 64 + 4096, 0, 0, 10},
-      {"read index outside the ring", 4096, 0, 4096, 0, 10},
-      {"write index outside the ring", 4096, 0, 0, 0xfffffff0u, 10},
-      {"ring smaller than the reserve", 1000, 0, 0, 0, 10},
-      {"packet larger than N - 1024", 4096, 0, 0, 0, 3100},
-  };
+// What the handler refuses, each with its report, writing nothing and still
+// passing the event on: a header written by a hostile or broken server
+// (never followed), a packet too large, a full ring (waited on briefly),
+// no ring at all.
+TEST_F(TASHandlerTest, RefusedPacketsAreReportedWriteNothingAndPassTheEventOn) {
+  const std::string minusOne = "QLGWH0090E A message could not be sent to the Tervane Application Server. The error code is -1.";
+  const struct { const char* what; uint32_t n; size_t mapped; uint32_t read, write; size_t textLength; std::string report; } cases[] = {
+      {"ring larger than the mapping", 1u << 20, 64 + 4096, 0, 0, 10, minusOne},
+      {"read index outside the ring", 4096, 0, 4096, 0, 10, minusOne},
+      {"write index outside the ring", 4096, 0, 0, 0xfffffff0u, 10, minusOne},
+      {"ring smaller than the reserve", 1000, 0, 0, 0, 10, minusOne},
+      {"packet larger than N - 1024", 4096, 0, 0, 0, 3100, minusOne},
+      {"1000 bytes free, less than the reserve", 4096, 0, 2000, 1000, 10, "QLGWH0094W A message is discarded due to timeout."},
+      {"no ring", 4096, 0, 0, 0, 10, "QLGWH0091E An IPC channel could not be opened. The error code is -252."}};
+  std::string rec = HandlerTest::make("test_recorder")->name, passed;
   for (const auto& c : cases) {
     TestRing ring(c.n, c.mapped);
     ring.word(QLG_IPC_OFF_READ) = c.read;
     ring.word(QLG_IPC_OFF_WRITE) = c.write;
-    make(ring.id, {{"tasLoggerName", std::string(c.textLength, 'n').c_str()}});
-    CaptureFd err(2);
-    publish(3000, "text");
-    EXPECT_NE(err.text().find("QLGWH0090E A message could not be sent to the Tervane Application "
-                              "Server. The error code is -1."), std::string::npos) << c.what;
+    make(c.what == std::string("no ring") ? uniqueId() : ring.id,
+         {{"tasLoggerName", std::string(c.textLength, 'n')}, {"listenerNames", rec}});
+    EXPECT_HAS(ardeltest::stderrOf([&] { publish(3000, c.what); }), c.report);
     EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), c.write) << c.what;
-    EXPECT_EQ(ring.ringBytes(), std::string(CxSharedMem_size(ring.mem) - 64, '\0')) << c.what;
+    EXPECT_EQ(ring.bytes(0, CxSharedMem_size(ring.mem) - 64), std::string(CxSharedMem_size(ring.mem) - 64, '\0')) << c.what;
+    passed += std::string(c.what) + ";";
   }
-}
-
-TEST_F(TASHandlerTest, MissingRingReportsAndStillPassesTheEventOn) {
-  ardeltest::registerRecorder();
-  make(uniqueId());
-  QlgObject* rec = QlgObject_create("test.tas.rec", "test_recorder");
-  QlgObject_addListener(handler_, rec);
-  ardeltest::seen().clear();
-  CaptureFd err(2);
-  publish(3000, "kept");
-  EXPECT_NE(err.text().find("QLGWH0091E An IPC channel could not be opened. The error code is -252."),
-            std::string::npos);
-  ASSERT_EQ(ardeltest::seen().size(), 1u);
-  EXPECT_EQ(ardeltest::seen()[0].text, "kept");
-  QlgObject_release(rec);
-}
-
-TEST_F(TASHandlerTest, FullRingIsWaitedOnBrieflyThenTheMessageDropped) {
-  TestRing ring(4096);
-  ring.word(QLG_IPC_OFF_READ) = 2000;
-  ring.word(QLG_IPC_OFF_WRITE) = 1000; /* 1000 bytes free: less than the reserve */
-  make(ring.id);
-  CaptureFd err(2);
-  publish(3000, "lost");
-  EXPECT_NE(err.text().find("QLGWH0094W A message is discarded due to timeout."), std::string::npos);
-  EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), 1000u);
+  EXPECT_EQ(ardeltest::seenList(), passed);
 }
 
 // Writer and reader at full speed through a small ring: every packet
@@ -230,11 +177,13 @@ TEST_F(TASHandlerTest, HundredThousandPacketsThroughTheReaderArriveIntact) {
   std::string id = uniqueId();
   Reader reader({"--size", "65536", "--count", std::to_string(kPackets), id});
   make(id);
-  for (int i = 0; i < kPackets; i++) publish(3000, "p" + std::to_string(i) + " " + std::string(i % 97, 'a' + i % 26));
-  std::vector<std::string> lines = reader.stop(0);
-  ASSERT_EQ(lines.size(), (size_t)kPackets);
-  for (int i = 0; i < kPackets; i++)
-    ASSERT_EQ(lines[i], "1250999896491 3000 Ardel - - p" + std::to_string(i) + " " + std::string(i % 97, 'a' + i % 26));
+  std::string want;
+  for (int i = 0; i < kPackets; i++) {
+    publish(3000, "p" + std::to_string(i) + " " + std::string(i % 97, 'a' + i % 26));
+    want += "1250999896491 3000 Ardel - - p" + std::to_string(i) + " " + std::string(i % 97, 'a' + i % 26) + "\n";
+  }
+  std::string out = reader.stop(0);
+  EXPECT_TRUE(out == want) << "first difference at byte " << std::mismatch(out.begin(), out.end(), want.begin(), want.end()).first - out.begin();
   EXPECT_NE(readFile(reader.dir.file("err")).find(" 0 damaged"), std::string::npos);
 }
 
