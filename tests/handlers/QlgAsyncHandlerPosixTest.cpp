@@ -16,11 +16,10 @@
 #include <condition_variable>
 #include <thread>
 
-#include <ardel/QlgHandler.h>
 #include <ardel/QlgLogger.h>
 #include <ardel/log.h>
+#include "handlers/HandlerHarness.h"
 #include "handlers/QlgAsyncHandler.h"
-#include "support/Recorder.h"
 
 namespace {
 std::atomic<int> g_slowFd{-1}, g_failFd{-1};
@@ -66,28 +65,19 @@ int descriptorOf(const std::string& path) {
   return found;
 }
 
-class AsyncHandlerDiskTest : public ::testing::TestWithParam<const char*> {};
+struct AsyncHandlerDiskTest : htest::HandlerTest, ::testing::WithParamInterface<const char*> {};
 INSTANTIATE_TEST_SUITE_P(FileClasses, AsyncHandlerDiskTest,
                          ::testing::Values("qlg_filehandler", "qlg_multiproc_filehandler"));
 
 TEST_P(AsyncHandlerDiskTest, CallersNeverWaitForTheThreadsWriteAndSharedFilesStayWhole) {
-  ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-  QlgClass_registerFormatter("test_async_bare", nullptr, nullptr, nullptr, nullptr,
-                             ardeltest::bareMessage, nullptr, nullptr, nullptr);
-  ardeltest::TempDir dir;
-  const char* names[] = {"log", "direct", "async", "file", "bare"};
-  QlgObject* o[5];
-  for (int i = 0; i < 5; i++)
-    o[i] = QlgObject_create((std::string("test.asyncdisk.") + GetParam() + names[i]).c_str(),
-                            i < 2 ? "qlg_basiclogger" : i == 2 ? "qlg_asynchandler" : i == 3 ? GetParam() : "test_async_bare");
-  QlgObject *async = o[0], *direct = o[1], *file = o[3];
-  QlgHandler_setFormatter(file, o[4]);
+  htest::TempDir dir;
   std::string active = dir.file("r.log");
-  for (auto kv : {std::make_pair("fileName", active), {"maxFileSize", "16384"}, {"maxFiles", "40"},
-                  {"MPFileSemKey", std::to_string(0x4d600000 + (getpid() & 0xfffff))}})
-    QlgObject_storeProperty(file, kv.first, kv.second.c_str());
-  QlgObject_addListener(async, o[2]);
-  QlgObject_addListener(o[2], file);
+  QlgObject* file = handler(GetParam(), "test_bare", {{"fileName", active}, {"maxFileSize", "16384"},
+      {"maxFiles", "40"}, {"MPFileSemKey", std::to_string(0x4d600000 + (getpid() & 0xfffff))}});
+  QlgObject *async = make("qlg_basiclogger"), *direct = make("qlg_basiclogger");
+  QlgObject* queue = make("qlg_asynchandler");
+  QlgObject_addListener(async, queue);
+  QlgObject_addListener(queue, file);
   QlgObject_addListener(direct, file);
   int next[3] = {0, 0, 0};
   auto log = [&](int t) {
@@ -140,8 +130,7 @@ TEST_P(AsyncHandlerDiskTest, CallersNeverWaitForTheThreadsWriteAndSharedFilesSta
     QlgAsyncHandler_stopAll(1);
   });
   g_slowFd = g_failFd = -1;
-  EXPECT_NE(reports.find(strerror(ENOSPC)), std::string::npos) << reports;
-  for (QlgObject* obj : o) QlgObject_release(obj);
+  EXPECT_HAS(reports, strerror(ENOSPC));
 }
 
 }  // namespace
