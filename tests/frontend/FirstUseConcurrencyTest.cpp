@@ -32,7 +32,7 @@ int rounds() {
 #ifdef RUNNING_ON_VALGRIND
   if (RUNNING_ON_VALGRIND) return 1;
 #endif
-  return 6;
+  return kFreshProcessRounds;
 }
 
 // Releases all threads at once, so that they meet inside the first use.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// File modes and directory permissions, which only POSIX systems have.
+// File modes, directory permissions and the status-change time, which only
+// POSIX systems have (Windows has a creation time, which Wine does not keep).
 #include <errno.h>
 
 #include "platform/CxFile.h"
@@ -20,7 +21,7 @@ mode_t modeOf(const std::string& path) {
 
 }  // namespace
 
-TEST(CxFileModes, CreatedFilesGetOwnerOnlyPermissionUnlessAModeIsGivenAndDirectoriesTheDefault) {
+TEST(CxFilePosix, CreatedFilesGetOwnerOnlyPermissionUnlessAModeIsGivenAndDirectoriesTheDefault) {
   ardeltest::TempDir tmp;
   int fd = -1;
   mode_t old = umask(022);
@@ -34,6 +35,11 @@ TEST(CxFileModes, CreatedFilesGetOwnerOnlyPermissionUnlessAModeIsGivenAndDirecto
   EXPECT_EQ(modeOf(tmp.file("p3")), 0600u);
   EXPECT_EQ(modeOf(tmp.file("p4")), 0644u);
   EXPECT_EQ(modeOf(tmp.file("m")), 0755u) << "makeDirs ignores the mode and uses the default";
+  time_t before = time(nullptr);
+  ASSERT_TRUE(ardeltest::setFileTimes(tmp.file("p3"), 1000000000, 1200000000));
+  CxFileStat st;
+  ASSERT_EQ(STATUS_OF(CxFile_statPath(&st, tmp.file("p3").c_str())), "ok");
+  EXPECT_TRUE(st.ctime >= before - 1 && st.ctime <= time(nullptr) + 1) << "setting the times is a status change";
   CxFilePath proc = pathOf("/proc/self/ardel-never-created");  // takes no new directories, not even from root
   int e = CxFile_makeDirs(&proc, 0700);
   EXPECT_TRUE(e == ENOENT || e == EACCES || e == EPERM) << e;

@@ -156,12 +156,10 @@ TEST_F(CxFileTest, SeekSucceedsOnlyWhenThePositionEndsAtZero) {
 
 TEST_F(CxFileTest, PathOperationsStatDeleteRenameAndTheirErrors) {
   std::string path = tmp.write("times", "12345"), to = tmp.write("to", "old content");
-  time_t before = time(nullptr);
   ASSERT_TRUE(ardeltest::setFileTimes(path, 1000000000, 1200000000));
   CxFileStat st;
   ASSERT_EQ(STATUS_OF(CxFile_statPath(&st, path.c_str())), "ok");
   EXPECT_TRUE(st.size == 5 && st.atime == 1000000000 && st.mtime == 1200000000);
-  EXPECT_TRUE(st.ctime >= before - 1 && st.ctime <= time(nullptr) + 1);
   EXPECT_EQ(STATUS_OF(CxFile_statPath(&st, tmp.file("none").c_str())), statusText('p', ENOENT));
   ASSERT_EQ(STATUS_OF(CxFile_rename(path.c_str(), to.c_str())), "ok");
   EXPECT_EQ(readFile(to), "12345") << "rename replaces an existing target";

@@ -74,6 +74,8 @@ inline long openHandleCount() {
   return n;
 }
 
+// Rounds of a race test that needs a fresh process for each round.
+inline constexpr int kFreshProcessRounds = 6;
 }  // namespace ardeltest
 
 #include "support/TestCommon.h"

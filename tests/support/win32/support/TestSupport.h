@@ -82,6 +82,8 @@ inline long openHandleCount() {
   return GetProcessHandleCount(GetCurrentProcess(), &n) ? (long)n : -1;
 }
 
+/* Each fresh process costs about a second under Wine. */
+inline constexpr int kFreshProcessRounds = 1;
 }  // namespace ardeltest
 
 #include "support/TestCommon.h"
