@@ -77,9 +77,13 @@ inline void setHome(const char* dir) {
 }
 inline constexpr bool kArgumentsSplitAtSpaces = true;
 
+/* Handles open in this process, found by probing the low handle values
+   (Wine's GetProcessHandleCount always answers 0). */
 inline long openHandleCount() {
-  DWORD n = 0;
-  return GetProcessHandleCount(GetCurrentProcess(), &n) ? (long)n : -1;
+  long n = 0;
+  DWORD flags;
+  for (uintptr_t h = 4; h < 0x1000; h += 4) n += GetHandleInformation(reinterpret_cast<HANDLE>(h), &flags) ? 1 : 0;
+  return n;
 }
 
 /* Each fresh process costs about a second under Wine. */
