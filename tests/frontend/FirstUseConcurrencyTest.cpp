@@ -11,6 +11,7 @@
 #include <ardel/Tracer.h>
 
 #include <atomic>
+#include <filesystem>
 #include <thread>
 
 #if __has_include(<valgrind/valgrind.h>)
@@ -31,7 +32,7 @@ int rounds() {
 #ifdef RUNNING_ON_VALGRIND
   if (RUNNING_ON_VALGRIND) return 1;
 #endif
-  return 6;
+  return kFreshProcessRounds;
 }
 
 // Releases all threads at once, so that they meet inside the first use.
@@ -74,15 +75,14 @@ std::string validProperties() {
 void round(int entry, int threads, bool valid) {
   const EntryPoint& ep = kEntryPoints[entry];
   inChild([&] {
-    alarm(30);  // a thread stuck on the toolkit lock ends the child, not the suite
     TempDir dir;
     if (valid) {
-      mkdir(dir.file("config").c_str(), 0700);
+      std::filesystem::create_directory(dir.file("config"));
       dir.write("config/TyxTrace.properties", validProperties());
       registerRecorder();
     }
     // The tracer factory settles the path itself; the others use it as set.
-    setenv("TYX_TEST", valid ? dir.path().c_str() : "/nonexistent", 1);
+    setEnv("TYX_TEST", valid ? dir.path().c_str() : "/nonexistent");
     if (entry != kTracer) initializeWrapper(nullptr);
     CaptureFd err(2);
     std::atomic<int> left{threads};

@@ -6,6 +6,9 @@
 #include <ardel/CLogWrapper.h>
 #include <ardel/QlgObjConfig.h>
 
+#include <filesystem>
+#include <regex>
+
 #include "frontend/CLogWrapperInt.h"
 #include "support/Recorder.h"
 
@@ -13,28 +16,27 @@ using namespace ardeltest;
 
 namespace {
 
-void env(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
-
 // initializeWrapper(NULL) in a child under a system root holding tyx/tyx.ini
-// (none when null), with TYX_TEST and the root's two spellings as given.
+// (none when null), with TYX_TEST and the root's two spellings as given (on
+// Windows they are one variable, so the unused one is cleared first).
 void expectPathFromIni(const char* ini, const char* tyxTest, bool upperRoot, const std::string& want) {
   inChild([&] {
     TempDir dir;
     std::string root = dir.file("sysroot");
-    if (ini && mkdir(root.c_str(), 0700) == 0 && mkdir((root + "/tyx").c_str(), 0700) == 0) writeFile(root + "/tyx/tyx.ini", ini);
-    env("TYX_TEST", tyxTest);
-    env("systemroot", upperRoot ? nullptr : root.c_str());
-    env("SystemRoot", upperRoot ? root.c_str() : nullptr);
+    if (ini && std::filesystem::create_directories(root + "/tyx")) writeFile(root + "/tyx/tyx.ini", ini);
+    setEnv("TYX_TEST", tyxTest);
+    setEnv(upperRoot ? "systemroot" : "SystemRoot", nullptr);
+    setEnv(upperRoot ? "SystemRoot" : "systemroot", root.c_str());
     EXPECT_EQ(initializeWrapper(nullptr), static_cast<int>(want.size()));
     EXPECT_EQ(CLogWrapper_configPath(), want) << (ini ? ini : "no ini");
   });
 }
 
 // Fills the hw record with a properties file that names traceFile (none
-// when empty) as the trace file, HOME set to home (unset when null); the
-// trace file's name afterwards.
+// when empty) as the trace file, the user's home set to home (unset when
+// null); the trace file's name afterwards.
 std::string checkedName(const TempDir& dir, const std::string& traceFile, const char* home) {
-  env("HOME", home);
+  setHome(home);
   std::string props = "hw.loggers.trcLogger.className=qlg_basiclogger\nhw.loggers.trcLogger.level=DEBUG_MIN\n";
   if (!traceFile.empty()) props += "handlers.traceFile.fileName=" + std::regex_replace(traceFile, std::regex(R"(\\)"), R"(\\)") + "\n";
   initializeWrapper(dir.write("TyxTrace.properties", props).c_str());
@@ -82,8 +84,8 @@ TEST(InitializeWrapper, TheHomeComesFromTyxTestOrTheFirstTrimmedCaseSensitiveIni
 // A writable name is kept (a new file is only probed, an existing one left
 // intact, a missing directory not made); a name that cannot be appended to
 // (a directory stands there, which stops root too) moves to the home
-// directory under its base name, a backslash also separating it: POSIX
-// takes it as a plain character, so "sub\t.log" is a directory of its own.
+// directory under its base name, a backslash also separating it (POSIX
+// takes it as a plain character in a file name, Windows as a separator).
 // Without a home the name stays; without a name nothing is checked.
 TEST(TraceFileCheck, WritableNamesAreKeptAndUnwritableOnesMoveHomeUnderTheirBaseName) {
   struct { const char *name, *content, *makeFirst; bool block, hasHome; const char* movedTo; } cases[] = {
@@ -100,14 +102,14 @@ TEST(TraceFileCheck, WritableNamesAreKeptAndUnwritableOnesMoveHomeUnderTheirBase
       TempDir dir, home;
       std::string target = *c.name ? dir.file(c.name) : "";
       if (c.content) writeFile(target, c.content);
-      if (c.makeFirst) { ASSERT_EQ(mkdir(dir.file(c.makeFirst).c_str(), 0700), 0); }
-      if (c.block) { ASSERT_EQ(mkdir(target.c_str(), 0700), 0); }
+      if (c.makeFirst) { ASSERT_TRUE(std::filesystem::create_directory(dir.file(c.makeFirst))); }
+      if (c.block) { ASSERT_TRUE(std::filesystem::create_directory(target)); }
       std::string expected = !*c.name ? "<none>" : c.movedTo ? home.path() + c.movedTo : target;
       EXPECT_EQ(checkedName(dir, target, c.hasHome ? home.path().c_str() : nullptr), expected);
       if (c.content) {
         EXPECT_EQ(readFile(target), c.content);
       } else if (!c.block && *c.name) {
-        EXPECT_TRUE(access(target.c_str(), F_OK) && access(dir.file("absent").c_str(), F_OK));
+        EXPECT_FALSE(std::filesystem::exists(target) || std::filesystem::exists(dir.file("absent")));
       }
     });
   }

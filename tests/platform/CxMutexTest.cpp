@@ -1,81 +1,79 @@
 // SPDX-License-Identifier: Apache-2.0
 // The toolkit's recursive lock and the named mutex shared between processes.
-// Cross-process cases fork real children; each child opens the name itself
-// and reports through its exit code or a pipe.  Every test works in a private
-// TMPDIR so that no lock file is shared with anything else on the machine.
+// Cross-process cases run workers in processes of their own; each opens the
+// name itself, marks its steps by creating files and reports its outcome
+// through its exit code.  Every test works in a private TMPDIR so that no
+// lock file is shared with anything else on the machine.
 #include <errno.h>
-#include <poll.h>
-#include <sched.h>
-#include <signal.h>
 
 #include <atomic>
-#include <filesystem>
+#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "platform/CxMutex.h"
+#include "platform/CxSystem.h"
 #include "support/TestSupport.h"
 
 namespace {
 
 using ardeltest::statusOf;
 using ardeltest::statusText;
+using ardeltest::waitForFile;
 
 const std::string kTimedOut = "w 258";
 
-mode_t modeOf(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
-}
-
-// One byte from fd within ms milliseconds, or -1.
-int readByte(int fd, int ms) {
-  struct pollfd p = {fd, POLLIN, 0};
-  char c;
-  return poll(&p, 1, ms) == 1 && read(fd, &c, 1) == 1 ? c : -1;
-}
-
-int exitCodeOf(pid_t pid) {
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
-}
-
-// A child that opens name, reports 'w', waits for the mutex (with ms, or
-// without limit when ms < 0) and reports 'g' or 't'; the exit code says
-// whether the outcome matched expectLock (0) and how long it waited.
-pid_t waiter(const char* name, int ms, bool expectLock, int pipeOut = -1) {
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid != 0) return pid;
+// Arguments "name ms expectLock marks": opens name, creates marks + "w",
+// waits for the mutex (with ms, or without limit when ms < 0) and creates
+// marks + "g" when granted; the exit code says whether the outcome matched
+// expectLock (0) and how long it waited.
+ARDEL_TEST_WORKER(waiter) {
+  std::istringstream in(arg);
+  std::string name, marks;
+  int ms = 0, expectLock = 0;
+  in >> name >> ms >> expectLock >> std::ws;
+  std::getline(in, marks);
   CxMutex* m = nullptr;
-  if (!CxStatus_isOk(CxMutex_createNamed(&m, name))) _exit(10);
-  if (pipeOut >= 0) (void)!write(pipeOut, "w", 1);
-  struct timespec a, b;
-  clock_gettime(CLOCK_MONOTONIC, &a);
+  if (!CxStatus_isOk(CxMutex_createNamed(&m, name.c_str()))) return 10;
+  ardeltest::writeFile(marks + "w", "");
+  int64_t start = CxSystem_steadyMillis();
   errno = ENOENT;  // a stale errno must not turn a granted lock into a failure
   std::string s = statusOf(ms < 0 ? CxMutex_lock(m) : CxMutex_lockTimed(m, ms));
-  clock_gettime(CLOCK_MONOTONIC, &b);
-  long waited = (b.tv_sec - a.tv_sec) * 1000 + (b.tv_nsec - a.tv_nsec) / 1000000;
-  if (pipeOut >= 0) (void)!write(pipeOut, s == "ok" ? "g" : "t", 1);
-  int rc = expectLock ? (s == "ok" ? 0 : 11) : (s != kTimedOut ? 13 : waited < ms - 10 ? 14 : 0);
+  int64_t waited = CxSystem_steadyMillis() - start;
+  if (s == "ok") ardeltest::writeFile(marks + "g", "");
+  int rc = expectLock ? (s == "ok" ? 0 : 11) : (s != kTimedOut ? 13 : waited < ms - 20 ? 14 : 0);
   if (s == "ok" && statusOf(CxMutex_unlock(m)) != "ok") rc = 12;
   CxMutex_close(&m);
-  _exit(rc);
+  return rc;
+}
+
+// Arguments "name marks": takes the mutex, creates marks + "h" and holds it
+// until killed.
+ARDEL_TEST_WORKER(holder) {
+  std::istringstream in(arg);
+  std::string name, marks;
+  in >> name >> std::ws;
+  std::getline(in, marks);
+  CxMutex* m = nullptr;
+  if (!CxStatus_isOk(CxMutex_createNamed(&m, name.c_str())) || !CxStatus_isOk(CxMutex_lock(m))) return 10;
+  ardeltest::writeFile(marks + "h", "");
+  for (;;) CxSystem_sleepMillis(1000);
 }
 
 class CxMutexTest : public ::testing::Test {
  protected:
-  void SetUp() override { setenv("TMPDIR", tmp.path().c_str(), 1); }
-  void TearDown() override { saved ? setenv("TMPDIR", savedTmpdir.c_str(), 1) : unsetenv("TMPDIR"); }
   CxMutex* named(const char* name) {
     CxMutex* m = nullptr;
     EXPECT_EQ(statusOf(CxMutex_createNamed(&m, name)), "ok");
     return m;
   }
+  CxProcess startWaiter(const char* name, int ms, bool expectLock, const std::string& marks) {
+    return ardeltest::startWorker(waiter, std::string(name) + " " + std::to_string(ms) + " " +
+                                                std::to_string(expectLock) + " " + tmp.file(marks));
+  }
+  int exitCodeOf(CxProcess child) { return ardeltest::finishWorker(child, time(nullptr) + 60); }
   ardeltest::TempDir tmp;
-  const char* saved = getenv("TMPDIR");
-  std::string savedTmpdir = saved ? saved : "";
+  ardeltest::EnvVar tmpdir{"TMPDIR", tmp.path().c_str()};
 };
 
 // The outcome of op(m) run by another thread.
@@ -99,52 +97,38 @@ std::string lockFromOtherThread(CxMutex* m) {
 TEST_F(CxMutexTest, ASecondProcessBlocksWhileTheFirstHoldsTheNamedMutex) {
   CxMutex* m = named("block");
   ASSERT_EQ(statusOf(CxMutex_lock(m)), "ok");
-  int p[2];
-  ASSERT_EQ(pipe(p), 0);
-  pid_t pid = waiter("block", -1, true, p[1]);
-  close(p[1]);
-  ASSERT_EQ(readByte(p[0], 5000), 'w');
-  EXPECT_EQ(readByte(p[0], 300), -1) << "the child got the mutex while it was held";
+  CxProcess child = startWaiter("block", -1, true, "");
+  ASSERT_TRUE(waitForFile(tmp.file("w"), 20000));
+  EXPECT_FALSE(waitForFile(tmp.file("g"), 300)) << "the child got the mutex while it was held";
   ASSERT_EQ(statusOf(CxMutex_unlock(m)), "ok");
-  EXPECT_EQ(readByte(p[0], 5000), 'g');
-  EXPECT_EQ(exitCodeOf(pid), 0);
-  close(p[0]);
+  EXPECT_TRUE(waitForFile(tmp.file("g"), 5000));
+  EXPECT_EQ(exitCodeOf(child), 0);
   CxMutex_close(&m);
 }
 
 TEST_F(CxMutexTest, LockTimedGivesUpAfterItsTimeoutWhileTheDefaultWaitOutlastsTheHold) {
   CxMutex* m = named("timed");
   ASSERT_EQ(statusOf(CxMutex_lock(m)), "ok");
-  pid_t shortWaiter = waiter("timed", 300, false);
-  pid_t defaultWaiter = waiter("timed", CX_MUTEX_WAIT_MS, true);
+  CxProcess shortWaiter = startWaiter("timed", 300, false, "short-");
+  CxProcess defaultWaiter = startWaiter("timed", CX_MUTEX_WAIT_MS, true, "default-");
   EXPECT_EQ(exitCodeOf(shortWaiter), 0) << "13: not 'w' 258, 14: gave up early";
+  ASSERT_TRUE(waitForFile(tmp.file("default-w"), 5000));
   ASSERT_EQ(statusOf(CxMutex_unlock(m)), "ok");
   EXPECT_EQ(exitCodeOf(defaultWaiter), 0);
-  EXPECT_EQ(exitCodeOf(waiter("timed", 300, true)), 0) << "released, the same short wait succeeds";
+  EXPECT_EQ(exitCodeOf(startWaiter("timed", 300, true, "")), 0) << "released, the same short wait succeeds";
   CxMutex_close(&m);
 }
 
-TEST_F(CxMutexTest, AHolderKilledWithSigkillReleasesTheNamedMutex) {
-  int p[2];
-  ASSERT_EQ(pipe(p), 0);
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    CxMutex* c = nullptr;
-    if (!CxStatus_isOk(CxMutex_createNamed(&c, "killed")) || !CxStatus_isOk(CxMutex_lock(c))) _exit(10);
-    (void)!write(p[1], "h", 1);
-    for (;;) pause();
-  }
-  close(p[1]);
-  ASSERT_EQ(readByte(p[0], 5000), 'h');
+TEST_F(CxMutexTest, AHolderKilledWhileHoldingReleasesTheNamedMutex) {
+  CxProcess child = ardeltest::startWorker(holder, "killed " + tmp.file(""));
+  ASSERT_TRUE(waitForFile(tmp.file("h"), 20000));
   CxMutex* m = named("killed");
   EXPECT_EQ(statusOf(CxMutex_lockTimed(m, 100)), kTimedOut);
-  ASSERT_EQ(kill(pid, SIGKILL), 0);
+  ASSERT_EQ(statusOf(CxProcess_kill(&child)), "ok");
   EXPECT_EQ(statusOf(CxMutex_lockTimed(m, 1000)), "ok");
-  EXPECT_EQ(exitCodeOf(pid), 100 + SIGKILL);
+  EXPECT_EQ(exitCodeOf(child), 137) << "128 plus SIGKILL's number, the same on Windows";
   CxMutex_unlock(m);
   CxMutex_close(&m);
-  close(p[0]);
 }
 
 TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialisedAndOnlyTheHolderMayUnlock) {
@@ -160,7 +144,7 @@ TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialisedAndOnlyTheHolderMay
           continue;
         }
         long v = counter;
-        sched_yield();  // widen the window a missing exclusion would leave
+        std::this_thread::yield();  // widen the window a missing exclusion would leave
         counter = v + 1;
         CxMutex_unlock(shared);
       }
@@ -182,61 +166,31 @@ TEST_F(CxMutexTest, ThreadsSharingOneNamedHandleAreSerialisedAndOnlyTheHolderMay
   }
 }
 
-// The unnamed mutex is probed from another thread; the named one through a
-// second handle of the same name in this process, so its file lock must also
-// be kept until the last unlock and survive closing another handle.
+// Both are probed from another thread, the named one through a second
+// handle of its name, whose hold must also be kept until the last unlock
+// and survive closing another handle of that name.
 TEST_F(CxMutexTest, BothMutexesAreRecursiveAndTwoHandlesOfOneNameExcludeEachOther) {
   CxMutex* m = nullptr;
   ASSERT_EQ(statusOf(CxMutex_create(&m)), "ok");
   CxMutex* b = named("recursive");
   for (CxMutex* a : {m, named("recursive")}) {
-    bool isNamed = a != m;
-    auto probe = [&] { return isNamed ? statusOf(CxMutex_lockTimed(b, 30)) : lockFromOtherThread(m); };
+    CxMutex* probed = a == m ? m : b;
     ASSERT_EQ(statusOf(CxMutex_lock(a)), "ok");
     ASSERT_EQ(statusOf(CxMutex_lockTimed(a, 0)), "ok");
     ASSERT_EQ(statusOf(CxMutex_unlock(a)), "ok");
-    EXPECT_EQ(probe(), kTimedOut) << "one unlock released two holds";
+    EXPECT_EQ(lockFromOtherThread(probed), kTimedOut) << "one unlock released two holds";
     ASSERT_EQ(statusOf(CxMutex_unlock(a)), "ok");
-    EXPECT_EQ(probe(), "ok");
+    EXPECT_EQ(lockFromOtherThread(probed), "ok");
     CxMutex_close(&a);
-    if (isNamed) {
-      CxMutex* c = named("recursive");
-      EXPECT_EQ(statusOf(CxMutex_lockTimed(c, 30)), kTimedOut);
-      CxMutex_close(&c);
-      CxMutex_unlock(b);
-    }
   }
+  ASSERT_EQ(statusOf(CxMutex_lock(b)), "ok");
+  CxMutex* c = named("recursive");
+  CxMutex_close(&c);
+  c = named("recursive");
+  EXPECT_EQ(lockFromOtherThread(c), kTimedOut) << "closing another handle released the hold";
+  CxMutex_unlock(b);
   CxMutex_close(&b);
-}
-
-TEST_F(CxMutexTest, LockFilesAreNamedInTmpdirOpenToEveryUserAndNeverFollowAPlantedLink) {
-  mode_t old = umask(077);
-  CxMutex* m = nullptr;
-  CxStatus s = CxMutex_createKeyed(&m, 31821);
-  umask(old);
-  ASSERT_EQ(statusOf(s), "ok");
-  EXPECT_EQ(modeOf(tmp.file("CX_SEM_KEY_7c4d")), 0666u) << "whatever our umask";
-  CxMutex_close(&m);
-  EXPECT_EQ(access(tmp.file("CX_SEM_KEY_7c4d").c_str(), F_OK), 0) << "closing leaves the file for the others";
-  ASSERT_EQ(statusOf(CxMutex_createKeyed(&m, -1)), "ok");
-  EXPECT_EQ(access(tmp.file("CX_SEM_KEY_ffffffff").c_str(), F_OK), 0);
-  CxMutex_close(&m);
-  chmod(tmp.write("existing", "").c_str(), 0600);  // left narrow by an older process or by hand
-  m = named("existing");
-  EXPECT_EQ(modeOf(tmp.file("existing")), 0666u);
-  CxMutex_close(&m);
-  std::string victim = tmp.write("victim", "secret");
-  ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
-  ASSERT_EQ(symlink(victim.c_str(), tmp.file("CX_SEM_KEY_1").c_str()), 0);
-  EXPECT_EQ(statusOf(CxMutex_createKeyed(&m, 1)), statusText('p', ELOOP));
-  EXPECT_EQ(m, nullptr);
-  EXPECT_EQ(modeOf(victim), 0600u);
-  unsetenv("TMPDIR");
-  std::string name = "ardel-test-" + std::to_string(getpid());
-  ASSERT_EQ(statusOf(CxMutex_createNamed(&m, name.c_str())), "ok");
-  EXPECT_EQ(access(("/tmp/" + name).c_str(), F_OK), 0) << "without TMPDIR the lock file goes to /tmp";
-  CxMutex_close(&m);
-  unlink(("/tmp/" + name).c_str());
+  CxMutex_close(&c);
 }
 
 TEST_F(CxMutexTest, BadNamesNullArgumentsAndOutOfMemoryAreRefusedLeavingNoHandle) {
@@ -252,8 +206,7 @@ TEST_F(CxMutexTest, BadNamesNullArgumentsAndOutOfMemoryAreRefusedLeavingNoHandle
   for (const CxStatus& s : {CxMutex_createNamed(nullptr, "x"), CxMutex_create(nullptr), CxMutex_lock(nullptr),
                             CxMutex_lockTimed(nullptr, 10), CxMutex_unlock(nullptr), CxMutex_close(nullptr), CxMutex_close(&m)})
     EXPECT_EQ(statusOf(s), "p 22");
-  auto fds = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-  auto before = fds();
+  long before = ardeltest::openHandleCount();
   for (int isNamed = 0; isNamed < 2; isNamed++) {
     m = reinterpret_cast<CxMutex*>(&m);
     QlgMem_failAt(1);
@@ -262,5 +215,5 @@ TEST_F(CxMutexTest, BadNamesNullArgumentsAndOutOfMemoryAreRefusedLeavingNoHandle
     EXPECT_EQ(statusOf(s), statusText('p', ENOMEM));
     EXPECT_EQ(m, nullptr);
   }
-  EXPECT_EQ(fds(), before) << "no descriptor leaks";
+  EXPECT_EQ(ardeltest::openHandleCount(), before) << "no descriptor leaks";
 }

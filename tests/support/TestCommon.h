@@ -4,25 +4,31 @@
 // makeTempDir, removeTree and kBinaryFile, before their inChild and
 // startWorker): whole files read and written, temporary directories with
 // small files, capturing what a body writes to standard error or output,
-// the sweep that fails every allocation of an operation in turn, and
-// worker processes.
+// the sweep that fails every allocation of an operation in turn,
+// environment variables set for a scope, and worker processes.
 #ifndef ARDEL_TESTS_COMMON_H
 #define ARDEL_TESTS_COMMON_H
 
+#include <errno.h>
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <ardel/QlgMem.h>
 
 #include "platform/CxProcess.h"
+#include "platform/CxSystem.h"
 #include "util/QlgMemTest.h"
 
 namespace ardeltest {
@@ -59,6 +65,32 @@ class TempDir {
  private:
   std::string path_;
 };
+
+// Sets (or, for null, clears) an environment variable until the scope ends.
+class EnvVar {
+ public:
+  EnvVar(const char* name, const char* value) : name_(name), had_(std::getenv(name) != nullptr) {
+    if (had_) old_ = std::getenv(name);
+    setEnv(name, value);
+  }
+  ~EnvVar() { setEnv(name_.c_str(), had_ ? old_.c_str() : nullptr); }
+  EnvVar(const EnvVar&) = delete;
+  EnvVar& operator=(const EnvVar&) = delete;
+
+ private:
+  std::string name_, old_;
+  bool had_;
+};
+
+// Polls for path to appear, at most ms milliseconds: how a worker process
+// signals a step to its parent on every platform.
+inline bool waitForFile(const std::string& path, int ms) {
+  for (int waited = 0;; waited += 10) {
+    if (FILE* f = std::fopen(path.c_str(), "rb")) return std::fclose(f), true;
+    if (waited >= ms) return false;
+    CxSystem_sleepMillis(10);
+  }
+}
 
 // Captures everything written to one file descriptor (1 or 2) while alive.
 class CaptureFd {
@@ -101,6 +133,12 @@ std::string statusOf(const Status& s) {
   return statusText(s.origin, s.code);
 }
 
+// A missing file or directory as the platform layer reports it: an errno,
+// or on Windows the system's own error for a missing file or path.
+inline bool isNotFound(const std::string& status) {
+  return status == statusText('p', ENOENT) || status == "w 2" || status == "w 3";
+}
+
 // What body writes to standard error.
 inline std::string stderrOf(const std::function<void()>& body) {
   CaptureFd err(2);
@@ -133,6 +171,8 @@ inline void sweepAllocations(const std::function<void()>& reset, const std::func
 // startWorker(body, arg): forked on POSIX, this program started again on
 // Windows, which finds the body by its name.  What it returns is the
 // process's exit code.  Declare workers with ARDEL_TEST_WORKER(name).
+// startSelf runs one by name in this program started again on every
+// platform, with the arguments given.
 using WorkerBody = int (*)(const std::string& arg);
 inline std::map<std::string, WorkerBody>& workerTable() {
   static std::map<std::string, WorkerBody> table;
@@ -145,6 +185,40 @@ struct WorkerEntry {
   int name(const std::string& arg);                       \
   const ardeltest::WorkerEntry name##Entry(#name, name);  \
   int name(const std::string& arg)
+
+// This program started again with args, the environment entries set for it
+// alone; id 0 when it could not start.
+inline CxProcess startSelf(const std::vector<std::pair<const char*, std::string>>& env,
+                           const std::vector<std::string>& args) {
+  CxProcess child{};
+  std::string self = selfPath();
+  std::vector<std::string> copy(args);
+  std::vector<char*> argv;
+  for (std::string& a : copy) argv.push_back(&a[0]);
+  argv.push_back(nullptr);
+  std::vector<std::unique_ptr<EnvVar>> set;
+  for (const auto& e : env) set.emplace_back(new EnvVar(e.first, e.second.c_str()));
+  std::fflush(nullptr);
+  if (self.empty() || !CxStatus_isOk(CxProcess_start(&child, self.c_str(), argv.data()))) child.id = 0;
+  return child;
+}
+inline CxProcess startSelf(const char* worker, const std::string& arg, const std::vector<std::string>& args = {}) {
+  return startSelf({{"ARDEL_TEST_WORKER", worker}, {"ARDEL_TEST_ARG", arg}}, args);
+}
+
+// A run started for a worker runs it before any test and ends there.
+class WorkerRun : public ::testing::Environment {
+  void SetUp() override {
+    const char* name = std::getenv("ARDEL_TEST_WORKER");
+    if (!name || !*name) return;
+    const char* arg = std::getenv("ARDEL_TEST_ARG");
+    auto it = workerTable().find(name);
+    int code = it == workerTable().end() ? 127 : it->second(arg ? arg : "");
+    std::fflush(nullptr);
+    _exit(code);
+  }
+};
+inline ::testing::Environment* const workerRun = ::testing::AddGlobalTestEnvironment(new WorkerRun);
 
 // The exit code of a child, waited for until deadline; one still running
 // then is killed and gives -1, as does one that never started.

@@ -8,8 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +39,43 @@ inline std::string makeTempDir() {
 
 inline void removeTree(const std::string& dir) { std::system(("rm -rf '" + dir + "'").c_str()); }
 
+inline void setEnv(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
+
+inline std::string selfPath() {
+  char self[4096];
+  ssize_t n = readlink("/proc/self/exe", self, sizeof self);
+  return n <= 0 || n >= (ssize_t)sizeof self ? std::string() : std::string(self, n);
+}
+
+// What the platform layer is compared with: the system's own answers.
+inline std::string shortHostName() {
+  char name[256] = "";
+  return gethostname(name, sizeof name) == 0 ? name : "";
+}
+inline uint32_t systemThreadId() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
+inline int32_t systemProcessId() { return static_cast<int32_t>(getpid()); }
+inline bool setFileTimes(const std::string& path, time_t atime, time_t mtime) {
+  struct timespec t[2] = {{atime, 0}, {mtime, 0}};
+  return utimensat(AT_FDCWD, path.c_str(), t, 0) == 0;
+}
+// Where a trace file that cannot be written goes.
+inline void setHome(const char* dir) { setEnv("HOME", dir); }
+// A started program sees each argument as one word (Windows joins them with
+// spaces, unquoted, into one command line).
+inline constexpr bool kArgumentsSplitAtSpaces = false;
+
+// Descriptors open in this process.
+inline long openHandleCount() {
+  long n = 0;
+  if (DIR* d = opendir("/proc/self/fd")) {
+    while (readdir(d)) n++;
+    closedir(d);
+  }
+  return n;
+}
+
+// Rounds of a race test that needs a fresh process for each round.
+inline constexpr int kFreshProcessRounds = 6;
 }  // namespace ardeltest
 
 #include "support/TestCommon.h"

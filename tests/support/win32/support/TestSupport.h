@@ -5,8 +5,7 @@
  * start of this test program, limited to the current test.  In that run
  * the environment variable ARDEL_TEST_CHILD tells which of the test's
  * inChild bodies (counted from 1) to run in place; the others it passes
- * over.  ARDEL_TEST_WORKER names a worker, run with ARDEL_TEST_ARG before
- * any test, its result being the run's exit code.
+ * over.  A worker is started through startSelf.
  */
 #ifndef ARDEL_TESTS_SUPPORT_H
 #define ARDEL_TESTS_SUPPORT_H
@@ -17,6 +16,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <sys/stat.h>
+#include <sys/utime.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -49,6 +49,45 @@ inline std::string makeTempDir() {
 
 inline constexpr int kBinaryFile = _O_BINARY;
 
+/* An empty value removes a variable on Windows. */
+inline void setEnv(const char* name, const char* value) { _putenv_s(name, value ? value : ""); }
+
+inline std::string selfPath() {
+  char self[MAX_PATH + 1];
+  DWORD n = GetModuleFileNameA(nullptr, self, sizeof self);
+  return n == 0 || n >= sizeof self ? std::string() : std::string(self, n);
+}
+
+inline std::string shortHostName() {
+  char name[256] = "";
+  DWORD n = sizeof name;
+  return GetComputerNameExA(ComputerNameDnsHostname, name, &n) ? name : "";
+}
+inline uint32_t systemThreadId() { return GetCurrentThreadId(); }
+inline int32_t systemProcessId() { return static_cast<int32_t>(GetCurrentProcessId()); }
+inline bool setFileTimes(const std::string& path, time_t atime, time_t mtime) {
+  struct __utimbuf64 t = {atime, mtime};
+  return _utime64(path.c_str(), &t) == 0;
+}
+/* HOMEDRIVE followed by HOMEPATH. */
+inline void setHome(const char* dir) {
+  std::string d = dir ? dir : "";
+  setEnv("HOMEDRIVE", dir ? d.substr(0, 2).c_str() : nullptr);
+  setEnv("HOMEPATH", dir ? d.substr(2).c_str() : nullptr);
+}
+inline constexpr bool kArgumentsSplitAtSpaces = true;
+
+/* Handles open in this process, found by probing the low handle values
+   (Wine's GetProcessHandleCount always answers 0). */
+inline long openHandleCount() {
+  long n = 0;
+  DWORD flags;
+  for (uintptr_t h = 4; h < 0x1000; h += 4) n += GetHandleInformation(reinterpret_cast<HANDLE>(h), &flags) ? 1 : 0;
+  return n;
+}
+
+/* Each fresh process costs about a second under Wine. */
+inline constexpr int kFreshProcessRounds = 1;
 }  // namespace ardeltest
 
 #include "support/TestCommon.h"
@@ -63,25 +102,6 @@ inline constexpr bool kRemovedOpenFileVanishes = false;
    rollover renames every backup. */
 inline constexpr int kSoakRecords = 1000, kSoakFileBytes = 8192;
 
-/* Starts this program again for the current test only, with the given
-   environment entries set for it alone; id 0 when it could not start. */
-inline CxProcess startSelf(const std::vector<std::pair<const char*, std::string>>& env) {
-  CxProcess child{};
-  char self[MAX_PATH + 1];
-  DWORD n = GetModuleFileNameA(nullptr, self, sizeof self);
-  if (n == 0 || n >= sizeof self) return child;
-  self[n] = '\0';
-  const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::string filter = std::string("--gtest_filter=") + t->test_suite_name() + "." + t->name();
-  std::string brief = "--gtest_brief=1";
-  char* args[] = {&filter[0], &brief[0], nullptr};
-  for (const auto& e : env) _putenv_s(e.first, e.second.c_str());
-  std::fflush(nullptr);
-  if (!CxStatus_isOk(CxProcess_start(&child, self, args))) child.id = 0;
-  for (const auto& e : env) _putenv_s(e.first, "");
-  return child;
-}
-
 /* Runs body in a fresh process; gtest failures inside it fail this test. */
 inline void inChild(const std::function<void()>& body) {
   static const ::testing::TestInfo* test = nullptr;
@@ -94,30 +114,18 @@ inline void inChild(const std::function<void()>& body) {
     if (std::atoi(wanted) == count) body();
     return;
   }
-  CxProcess child = startSelf({{"ARDEL_TEST_CHILD", std::to_string(count)}});
+  const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
+  CxProcess child = startSelf({{"ARDEL_TEST_CHILD", std::to_string(count)}},
+                              {std::string("--gtest_filter=") + t->test_suite_name() + "." + t->name(), "--gtest_brief=1"});
   EXPECT_EQ(finishWorker(child, time(nullptr) + 600), 0) << "the child process failed (see above)";
 }
 
 inline CxProcess startWorker(WorkerBody body, const std::string& arg) {
   for (const auto& w : workerTable())
-    if (w.second == body) return startSelf({{"ARDEL_TEST_WORKER", w.first}, {"ARDEL_TEST_ARG", arg}});
+    if (w.second == body) return startSelf(w.first.c_str(), arg);
   ADD_FAILURE() << "worker not declared with ARDEL_TEST_WORKER";
   return CxProcess{};
 }
-
-/* A run started for a worker runs it before any test and ends there. */
-class WorkerRun : public ::testing::Environment {
-  void SetUp() override {
-    const char* name = std::getenv("ARDEL_TEST_WORKER");
-    if (!name || !*name) return;
-    const char* arg = std::getenv("ARDEL_TEST_ARG");
-    auto it = workerTable().find(name);
-    int code = it == workerTable().end() ? 127 : it->second(arg ? arg : "");
-    std::fflush(nullptr);
-    _exit(code);
-  }
-};
-inline ::testing::Environment* const workerRun = ::testing::AddGlobalTestEnvironment(new WorkerRun);
 
 }  // namespace ardeltest
 
