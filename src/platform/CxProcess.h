@@ -6,9 +6,12 @@
  * A child is started from a program path and an argument vector.  The
  * vector holds the arguments only, not the program name: the child sees
  * the program as its first word and then each given argument as one word,
- * exactly as given.  No shell is involved and nothing is split or quoted,
- * so an argument holding spaces reaches the child as one word; callers
- * split words themselves.  The program is not searched for in PATH.
+ * exactly as given.  No shell is involved and nothing is quoted.  On POSIX
+ * systems an argument holding spaces reaches the child as one word and the
+ * program is not searched for in PATH; on Windows the arguments are joined
+ * with single spaces into one command line, which the child splits again,
+ * and CreateProcess looks the program up as it does.  Callers that need
+ * the same result everywhere pass words without spaces and a full path.
  * The child gets the caller's environment, current directory and standard
  * streams, and no other open descriptor.
  */
