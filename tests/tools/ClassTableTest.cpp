@@ -49,23 +49,3 @@ TEST(ClassTable, RegisteredClassesAppearWithTheirKindInRegistrationOrder) {
     }
   });
 }
-
-TEST(ClassTable, PropertyNamesAreUniquePerClassAndEnumsListTheirWords) {
-  size_t count = 0;
-  const ClassInfo* classes = ClassTable_classes(&count);
-  for (size_t i = 0; i < count; ++i) {
-    EXPECT_EQ(ClassTable_find(classes[i].name), &classes[i]);
-    size_t kindCount = 0;
-    const PropertyInfo* kindProps = ClassTable_kindProperties(classes[i].kind, &kindCount);
-    ASSERT_NE(kindProps, nullptr) << classes[i].name;
-    std::set<std::string> seen;
-    for (const auto& run : {std::make_pair(kindProps, kindCount),
-                            std::make_pair(classes[i].properties, classes[i].count)})
-      for (size_t j = 0; j < run.second; ++j) {
-        const PropertyInfo& p = run.first[j];
-        EXPECT_TRUE(seen.insert(p.name).second) << classes[i].name << " lists " << p.name;
-        EXPECT_EQ(p.type == PropType::Enum, p.choices != nullptr) << p.name;
-      }
-  }
-  EXPECT_EQ(ClassTable_find("qlg_nosuchclass"), nullptr);
-}
