@@ -78,6 +78,7 @@ TEST(Catalog, DamagedFilesAndSetsGiveTheDefaultTexts) {
       {"text not terminated in its block", [](std::string* d) { (*d)[132] = 'x'; }, 2, 5, kDefault},
       {"keys out of order", [](std::string* d) { put32(d, 84 + 12, 1); }, 1, 2, kDefault},
       {"damaged set spares the others", [](std::string* d) { (*d)[132] = 'x'; }, 1, 2, "deux"},
+      {"negative set", [](std::string*) {}, -1, 1, kDefault}, {"key 0", [](std::string*) {}, 1, 0, kDefault},
   };
   for (const Case& c : cases) {
     std::string data = good;
@@ -85,6 +86,7 @@ TEST(Catalog, DamagedFilesAndSetsGiveTheDefaultTexts) {
     std::string path = dir.write(std::string("d-") + c.what, data);
     EXPECT_EQ(lookup(path, c.set, c.key), c.text) << c.what;
   }
+  EXPECT_EQ(QlgCatalog_getMessage(nullptr, 1, 1, kDefault, nullptr), kDefault);
   QlgCatalog_shutdown();
 }
 

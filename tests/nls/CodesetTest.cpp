@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Codesets and locales: conversions through the built-in and the C
 // library's codesets ("?" for what a codeset cannot express), log files and
-// the console in the configured codeset, and locale-name normalisation.
+// the console in the configured codeset, locale-name normalisation and the
+// order in which catalog files are searched.
 
 #include <ardel/QlgLogger.h>
 #include <ardel/QlgObject.h>
@@ -144,6 +145,38 @@ TEST(Locale, NamesAreNormalisedAndMappedToTheirCatalogLanguage) {
   char out[QLG_NLS_NAME_SIZE];
   QlgNls_normalizeLocale(huge.c_str(), out, sizeof out);
   EXPECT_EQ(std::string(out), huge.substr(0, QLG_NLS_NAME_SIZE - 1));
+}
+
+// The search tries each template element in turn, and in each the
+// candidates: locale, language, catalog language, "C".
+TEST(Locale, CatalogSearchOrderFollowsElementsThenCandidates) {
+  inChild([] {
+    TempDir dir;
+    ASSERT_EQ(chdir(dir.path().c_str()), 0);
+    const std::string tpl = "C:\\msg\\%L\\%N.cat;D:\\x\\%l\\%N";
+    struct Case { std::vector<std::string> files; int flags; std::string found; } cases[] = {
+        {{"C:\\msg\\C\\qlgmsg.cat", "C:\\msg\\fr_FR\\qlgmsg.cat", "C:\\msg\\fr\\qlgmsg.cat"}, 0, "C:\\msg\\fr\\qlgmsg.cat"},
+        {{"C:\\msg\\C\\qlgmsg.cat", "C:\\msg\\fr_FR\\qlgmsg.cat"}, 0, "C:\\msg\\fr_FR\\qlgmsg.cat"},
+        {{"C:\\msg\\C\\qlgmsg.cat", "C:\\msg\\fr_FR\\qlgmsg.cat"}, QLG_NLS_NO_CAT_LANG, "C:\\msg\\C\\qlgmsg.cat"},
+        {{"C:\\msg\\C\\qlgmsg.cat", "D:\\x\\fr\\qlgmsg"}, 0, "C:\\msg\\C\\qlgmsg.cat"},
+        {{"C:\\msg\\C\\qlgmsg.cat", "D:\\x\\fr\\qlgmsg"}, QLG_NLS_NO_C, "D:\\x\\fr\\qlgmsg"},
+        {{"C:\\msg\\fr_CA\\qlgmsg.cat"}, QLG_NLS_NO_LANG_ONLY | QLG_NLS_NO_CAT_LANG | QLG_NLS_NO_C, "C:\\msg\\fr_CA\\qlgmsg.cat"},
+        {{}, 0, ""},
+    };
+    for (const Case& c : cases) {
+      for (const auto& f : c.files) ardeltest::writeFile(f, "x");
+      char out[256];
+      int found = QlgNls_findCatalog("qlgmsg", c.flags, tpl.c_str(), "fr_CA", out, sizeof out);
+      EXPECT_EQ(found ? std::string(out) : "", c.found) << c.flags;
+      for (const auto& f : c.files) unlink(f.c_str());
+    }
+    env("LANG", "fr_CA");
+    env("NLSPATH", nullptr);
+    ardeltest::writeFile("qlgmsg.cat", "x");
+    char out[256];
+    EXPECT_TRUE(QlgNls_findCatalog("qlgmsg", 0, nullptr, nullptr, out, sizeof out));
+    EXPECT_STREQ(out, "qlgmsg.cat") << "without NLSPATH the current directory comes first";
+  });
 }
 
 }  // namespace
