@@ -4,7 +4,6 @@
 #include <ardel/QlgLogger.h>
 
 #include "core/QlgMisc.h"
-#include "core/QlgToolkitInt.h"
 #include "support/Recorder.h"
 
 using namespace ardeltest;
