@@ -3,16 +3,11 @@
 // range cannot be read (found 0, then the reader's fallback), it never
 // wraps around nor overflows; the extreme values themselves read exactly.
 #include <ardel/QlgLevel.h>
-#include <ardel/QlgLogger.h>
 #include <ardel/QlgProps.h>
-#include <ardel/QlgToolkit.h>
 
 #include <climits>
 
-#include "handlers/QlgFileHandler.h"
 #include "support/TestSupport.h"
-
-using namespace ardeltest;
 
 namespace {
 
@@ -39,30 +34,6 @@ TEST(NumericProperty, NumbersBeyondTheirTypeCannotBeReadAndTheEdgesReadExactly) 
     EXPECT_EQ(QlgLevel_parse(c.text), c.asInt != kNo ? c.asInt : int64_t{QLG_LEVEL_NONE});
   }
   QlgProps_destroy(props);
-}
-
-// The fallbacks of a file handler (1024 bytes, so rollover stays on, and 3
-// files), and a source line of INT_MIN printed as it is.
-TEST(NumericProperty, OutOfRangeHandlerSettingsFallBackAndTheLowestLinePrints) {
-  inChild([] {
-    TempDir dir;
-    std::string path = dir.write("t.properties", "fh.className=qlg_filehandler\nfh.fileName=" + dir.file("t.log") +
-                                                     "\nfh.maxFileSize=9223372036854775808\nfh.maxFiles=4294967297\n"
-                                                     "app.className=qlg_basiclogger\napp.level=ALL\n"
-                                                     "app.listenerNames=out\nout.className=qlg_consolehandler\n");
-    ASSERT_TRUE(QlgToolkit_initialize(path.c_str()));
-    QlgObject* fh = QlgObject_create("fh", nullptr);
-    ASSERT_NE(QlgFileHandler_data(fh), nullptr);
-    EXPECT_EQ(QlgFileHandler_data(fh)->maxFileSize, 1024);
-    EXPECT_EQ(QlgFileHandler_data(fh)->maxFiles, 3);
-    QlgObject* app = QlgObject_create("app", nullptr);
-    CaptureFd out(1);
-    QlgLogger_logMax(app, "f.c", "fn", static_cast<uint32_t>(INT_MIN), "low", 0);
-    std::string printed = out.text();
-    EXPECT_NE(printed.find("-2147483648"), std::string::npos) << printed;
-    QlgObject_release(fh);
-    QlgObject_release(app);
-  });
 }
 
 }  // namespace

@@ -50,22 +50,6 @@ class ObjConfigTest : public ::testing::Test {
   }
 };
 
-TEST_F(ObjConfigTest, ParentsAreTheLongestExistingDottedPrefixAndNewConfigurationsAdoptTheNamesBelow) {
-  EXPECT_TRUE(QlgObjConfig_find(nullptr) == nullptr && QlgObjConfig_find("") == nullptr && QlgObjConfig_find("/") == nullptr);
-  QlgObjConfig* a = QlgObjConfig_find("a");
-  EXPECT_EQ(a->refCount, 2) << "the caller's reference and the store's";
-  QlgObjConfig* again = QlgObjConfig_find("a");
-  EXPECT_EQ(again, a);
-  QlgObjConfig_releaseUnlocked(again);
-  QlgObjConfig_releaseUnlocked(a);
-  for (const char* n : {"a.b.c", "a.x.y", "a.bc.d", "z.y.x", "z", "a.b"}) make(n);
-  // Only names below a new configuration move (a.bc.d is not below a.b);
-  // the root keeps no children, so z.y.x stays under "/".
-  EXPECT_EQ(snapshot(),
-            "a rc=1 ^/ [a.x.y,a.bc.d,a.b,] {} f0\na.b.c rc=1 ^a.b [] {} f0\na.x.y rc=1 ^a [] {} f0\n"
-            "a.bc.d rc=1 ^a [] {} f0\nz.y.x rc=1 ^/ [] {} f0\nz rc=1 ^/ [] {} f0\na.b rc=1 ^a [a.b.c,] {} f0\n");
-}
-
 TEST_F(ObjConfigTest, PropertiesAreReadOwnFirstThenUpTheChainAndSetInPlace) {
   ASSERT_TRUE(QlgObjConfig_define("handlers", "level", "WARN") && QlgObjConfig_define("handlers", "encoding", "UTF8") &&
               QlgObjConfig_define("handlers.traceFile", "level", "DEBUG_MIN") &&

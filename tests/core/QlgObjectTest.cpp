@@ -54,35 +54,6 @@ TEST(ObjectLifetime, CreationByNameOrConfigurationAndItsReports) {
   });
 }
 
-TEST(ObjectLifetime, TheLastOutsideReleaseTearsDownAndHandlersShareTheDefaultFormatter) {
-  withToolkit("", [] {
-    static int destroyed = 0;
-    QlgClass_registerHandler("test_counted", nullptr, [] { return QlgMem_alloc(4); },
-                             [](void* d) { destroyed++, QlgMem_free(d); }, nullptr, nullptr, nullptr, nullptr);
-    QlgObject* fmt = QlgObject_find("ardel.defaultFormatter");
-    int before = fmt->refCount;
-    QlgObject* h = QlgObject_create("h", "test_counted");
-    QlgObject* h2 = QlgObject_create("h2", "test_recorder");
-    EXPECT_TRUE(h->field2.formatter == fmt && h2->field2.formatter == fmt);
-    EXPECT_EQ(fmt->refCount, before + 2);
-    QlgObject* again = QlgObject_find("h");
-    EXPECT_EQ(again, h);
-    QlgObject_release(again);
-    EXPECT_EQ(destroyed, 0);
-    QlgObject_release(h);
-    EXPECT_EQ(destroyed, 1);
-    EXPECT_EQ(QlgObject_find("h"), nullptr);
-    EXPECT_EQ(fmt->refCount, before + 1);
-    QlgObject_release(h2);
-    QlgObject_release(fmt);
-    QlgObject* l = QlgObject_create("l", "qlg_basiclogger");
-    l->refCount = 1;  // as if only the registry held it: a release does not tear down
-    QlgObject_release(l);
-    EXPECT_EQ(l->refCount, 0);
-    EXPECT_EQ(QlgObject_find("l"), l);
-  });
-}
-
 TEST(ObjectLifetime, ACorruptObjectIsReportedWithKey60AndDoesNotStopShutdown) {
   withToolkit("", [] {
     QlgObject* broken = QlgObject_create("broken", "qlg_basiclogger");
@@ -147,24 +118,6 @@ TEST(Dispatch, EventsFlowDepthFirstOnceEachSkippingLoggersAndSilencedHandlers) {
     const Seen& s = seen()[0];
     EXPECT_TRUE(s.text == "hello you" && s.level == 3000 && !s.isMessage && s.file == "src.c" &&
                 s.function == "fn" && s.line == "7");
-    QlgObject_release(app);
-  });
-}
-
-TEST(Dispatch, ALoggerWithoutListenersReportsKey1OnEveryEventAFilterDropsSilently) {
-  withToolkit("lonely.className=qlg_basiclogger\napp.className=qlg_basiclogger\napp.listenerNames=f\n"
-              "f.className=qlg_levelfilter\n",
-              [] {
-    QlgObject* lonely = QlgObject_create("lonely", nullptr);
-    QlgObject* app = QlgObject_create("app", nullptr);
-    EXPECT_EQ(reportsOf([] {
-      log("lonely", "one");
-      log("lonely", "two");
-      log("app", "three");
-    }),
-              "QLGLG01E No listeners are registered with the logger lonely.\r\n"
-              "QLGLG01E No listeners are registered with the logger lonely.\r\n");
-    QlgObject_release(lonely);
     QlgObject_release(app);
   });
 }

@@ -97,21 +97,6 @@ TEST_F(QlgXmlFormatterTest, SingleIdentityIsWrittenOnceAfterEveryHeadRequest) {
   EXPECT_EQ(format(e), record);
 }
 
-TEST_F(QlgXmlFormatterTest, ForcedKindsApplyOnlyWhenOneFlagIsSet) {
-  struct Case { const char* asMessage; const char* asTrace; bool eventIsMessage; const char* opens; };
-  const Case cases[] = {
-      {"true", "false", false, "<Message"}, {"false", "TRUE", true, "<Trace"},
-      {"true", "true", false, "<Trace"},    {"true", "true", true, "<Message"},
-  };
-  for (const Case& c : cases) {
-    QlgObject_storeProperty(fmt_, "forceAsMessage", c.asMessage);
-    QlgObject_storeProperty(fmt_, "forceAsTrace", c.asTrace);
-    QlgEvent* e = trace(5000, "t");
-    QlgEvent_markMessage(e, c.eventIsMessage);
-    EXPECT_EQ(format(e).rfind(c.opens, 0), 0u) << c.asMessage << c.asTrace << c.eventIsMessage;
-  }
-}
-
 TEST_F(QlgXmlFormatterTest, OutOfMemoryGivesNoRecordOrAWholeOneWithItsPreamble) {
   QlgObject_storeProperty(fmt_, "singleServer", "true");
   QlgEvent* e = keep(QlgEvent_createTagged(5000, "qlgmsg", 1, 4, QlgMsgTable_text(4), 507, "a]]>b", 507, "o", 0));

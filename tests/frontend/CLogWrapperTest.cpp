@@ -84,21 +84,6 @@ TEST(ComponentTable, GettersShareTheRowsFixedLoggerNamesAndLevelsFromTheThreshol
   });
 }
 
-TEST(ComponentTable, AFailedToolkitStartLeavesTheRecordEmptyAndIsNotRetried) {
-  inChild([] {
-    TempDir dir;
-    std::string path = dir.file("later.properties");
-    initializeWrapper(path.c_str());
-    CaptureFd err(2);
-    CLogWrapper* w = getCLogHw();
-    EXPECT_TRUE(w->logger == nullptr && w->trcLevel == 0 && w->active == 0);
-    writeFile(path, "rec.className=test_recorder\n" + loggerAt("hw.loggers.trcLogger", "DEBUG_MAX"));
-    EXPECT_EQ(getCLogHw(), w);
-    EXPECT_TRUE(w->active == 0 && w->logger == nullptr) << "filled once already";
-    emitAll(w);
-  });
-}
-
 // Each level passes the calls at or below it (entry and exit marks at maximum
 // only); level 0 passes none although the record is active, and the gate
 // reads the record, not the logger's later threshold.

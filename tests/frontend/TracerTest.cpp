@@ -67,17 +67,6 @@ TEST(TracerChoice, TheFirstKnownChoiceStandsAndCleanupStartsOver) {
   });
 }
 
-TEST(TracerChoice, WithoutAChoiceTheComponentLoggersAreUsed) {
-  inChild([] {
-    startToolkit("hw.loggers.trcLogger", "DEBUG_MIN");
-    Tracer::cleanup();
-    Tracer& t = Tracer::getInstance(Tracer::HARDWARE);
-    EXPECT_EQ(t.getLevel(), 1);
-    EXPECT_EQ(stderrOf([&t] { t.log(1, "h.cpp", 3, "scan", "to the logger"); }), "");
-    EXPECT_EQ(seenList(), "to the logger;");
-  });
-}
-
 TEST(PrintedLines, LettersPaddedNamesThirtyWideFunctionsAndNestingWithDashes) {
   inChild([] {
     StdoutTracer t(Tracer::XSE, false), unknown(static_cast<Tracer::Component>(9), false), plugin(Tracer::PLUGIN, false);

@@ -1,16 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The class table against the toolkit it describes and the reference
-// generated from it: every class the toolkit registers is in the table
-// with its kind and in its order, and docs/classes.md is the table's
-// current output.
-#include <ardel/QlgObject.h>
-
-#include <set>
-#include <vector>
-
-#include "ClassTable.h"
+// The reference generated from the class table: docs/classes.md is the
+// table's current output.
 #include "Reference.h"
-#include "core/QlgToolkitInt.h"
 #include "support/TestSupport.h"
 
 using namespace ardeltest;
@@ -26,46 +17,4 @@ TEST(ClassReference, CommittedFileIsTheGeneratedOne) {
   free(text);
   EXPECT_EQ(readFile(ARDEL_SOURCE_DIR "/docs/classes.md"), generated)
       << "regenerate docs/classes.md with `ardel-config reference`";
-}
-
-TEST(ClassTable, RegisteredClassesAppearWithTheirKindInRegistrationOrder) {
-  inChild([] {
-    ASSERT_TRUE(QlgToolkit_initialize(nullptr));
-    size_t count = 0;
-    const ClassInfo* classes = ClassTable_classes(&count);
-    for (int kind = 101; kind <= 104; ++kind) {
-      std::vector<std::string> registered, described;
-      QlgStringGroup* names = QlgToolkit_registries()->classNames[kind - 101];
-      for (QlgStringGroupEntry* e = QlgStringGroup_first(names); e; e = QlgStringGroup_next(e)) {
-        char* name = QlgStringGroup_entryKey(e);
-        registered.push_back(name);
-        QlgMem_free(name);
-      }
-      // Classes still being built are in the table before the toolkit has them.
-      for (size_t i = 0; i < count; ++i)
-        if (classes[i].kind == kind && QlgClass_find(classes[i].name))
-          described.push_back(classes[i].name);
-      EXPECT_EQ(registered, described) << "kind " << kind;
-    }
-  });
-}
-
-TEST(ClassTable, PropertyNamesAreUniquePerClassAndEnumsListTheirWords) {
-  size_t count = 0;
-  const ClassInfo* classes = ClassTable_classes(&count);
-  for (size_t i = 0; i < count; ++i) {
-    EXPECT_EQ(ClassTable_find(classes[i].name), &classes[i]);
-    size_t kindCount = 0;
-    const PropertyInfo* kindProps = ClassTable_kindProperties(classes[i].kind, &kindCount);
-    ASSERT_NE(kindProps, nullptr) << classes[i].name;
-    std::set<std::string> seen;
-    for (const auto& run : {std::make_pair(kindProps, kindCount),
-                            std::make_pair(classes[i].properties, classes[i].count)})
-      for (size_t j = 0; j < run.second; ++j) {
-        const PropertyInfo& p = run.first[j];
-        EXPECT_TRUE(seen.insert(p.name).second) << classes[i].name << " lists " << p.name;
-        EXPECT_EQ(p.type == PropType::Enum, p.choices != nullptr) << p.name;
-      }
-  }
-  EXPECT_EQ(ClassTable_find("qlg_nosuchclass"), nullptr);
 }

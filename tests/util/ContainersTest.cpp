@@ -53,25 +53,6 @@ TEST(StringToStringMap, InsertionOrderReplaceInPlaceCaseSensitiveKeysOwnedCopies
   QlgStringToStringMap_destroy(m);
 }
 
-TEST(StringGroup, DuplicatesAreRefusedAndRemovalByTextOrEntryRelinks) {
-  QlgStringGroup* g = QlgStringGroup_create();
-  for (const char* t : {"a", "b", "c", "d"}) EXPECT_TRUE(QlgStringGroup_append(g, t));
-  EXPECT_FALSE(QlgStringGroup_append(g, "b"));
-  EXPECT_TRUE(QlgStringGroup_append(g, "B")) << "case-sensitive";
-  QlgStringGroup_remove(g, "b");
-  QlgStringGroup_remove(g, "absent");
-  EXPECT_EQ(entries(g), (Strings{"a", "c", "d", "B"}));
-  QlgStringGroup_removeEntry(g, QlgStringGroup_first(g));
-  QlgStringGroup_removeEntry(g, g->last);
-  EXPECT_EQ(entries(g), (Strings{"c", "d"}));
-  QlgStringGroup_remove(g, "c");
-  QlgStringGroup_remove(g, "d");
-  EXPECT_EQ(g->last, nullptr);
-  EXPECT_TRUE(QlgStringGroup_append(g, "again"));
-  EXPECT_EQ(entries(g), Strings{"again"});
-  QlgStringGroup_destroy(g);
-}
-
 TEST(Containers, NullAndEmptyContainersReadAsEmpty) {
   QlgStringToStringMap* map = QlgStringToStringMap_create();
   QlgStringGroup* group = QlgStringGroup_create();

@@ -1,30 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The toolkit allocator: the armed failure of the test hooks, content kept
-// across every size class by realloc, and blocks freed by another thread.
+// The toolkit allocator: content kept across every size class by realloc,
+// and blocks freed by another thread.
 #include <cstring>
 #include <thread>
 #include <vector>
 
 #include "support/TestSupport.h"
-
-TEST(QlgMem, ArmedFailureHitsExactlyTheNthAttemptOnceAndAFailedReallocKeepsTheBlock) {
-  QlgMem_failAt(0);
-  EXPECT_EQ(QlgMem_strdup(nullptr), nullptr);
-  EXPECT_EQ(QlgMem_allocCount(), 0) << "strdup of null allocates nothing";
-  char* keep = QlgMem_strdup("keep me");
-  QlgMem_failAt(2);
-  void* a = QlgMem_alloc(8);
-  char* b = QlgMem_strdup("x");
-  void* c = QlgMem_alloc(8);
-  EXPECT_TRUE(a && !b && c);
-  EXPECT_EQ(QlgMem_failed(), 1);
-  EXPECT_EQ(QlgMem_allocCount(), 3);
-  QlgMem_failAt(1);
-  EXPECT_EQ(QlgMem_realloc(keep, 4096), nullptr);
-  QlgMem_failAt(0);
-  EXPECT_STREQ(keep, "keep me");
-  for (void* p : {a, c, static_cast<void*>(keep), static_cast<void*>(nullptr)}) QlgMem_free(p);
-}
 
 TEST(QlgMem, ReallocKeepsTheContentAcrossEverySizeClassAndShrinksInPlace) {
   size_t size = 1;

@@ -44,17 +44,6 @@ TEST(QlgStrTok, SeparatorRunsGiveNoEmptyTokensAndWithoutSeparatorsEachCharacterI
   QlgStrTok_advance(nullptr);
 }
 
-TEST(QlgStrTok, OutOfMemoryGivesNullButTheTokenStaysAvailable) {
-  QlgStrTok t;
-  QlgStrTok_init(&t, "a b", QLG_LIST_SEPARATORS);
-  QlgMem_failAt(1);
-  EXPECT_EQ(QlgStrTok_next(&t), nullptr);
-  QlgMem_failAt(0);
-  char* s = QlgStrTok_next(&t);
-  EXPECT_STREQ(s, "a");
-  QlgMem_free(s);
-}
-
 int sign(int v) { return (v > 0) - (v < 0); }
 
 TEST(CxChars, ComparisonsSortNullFirstAndFoldOnlyWhenAsked) {
