@@ -121,7 +121,12 @@ TEST_F(FFDCTest, OneDatedDirectoryPerEventSharedByAllActions) {
   QlgEvent_addStringProperty(ev, QLG_PROP_FFDCDIR, (base + "/../elsewhere/").c_str());
   char* third = QlgFFDCTrigger_getFFDCDir(h, ev);
   EXPECT_STREQ(third, first);
-  for (char* s : {first, again, third}) QlgMem_free(s);
+  // Nor a link planted inside it.
+  symlink(dir.path().c_str(), (base + "/planted").c_str());
+  QlgEvent_addStringProperty(ev, QLG_PROP_FFDCDIR, (base + "/planted/").c_str());
+  char* fourth = QlgFFDCTrigger_getFFDCDir(h, ev);
+  EXPECT_STREQ(fourth, first);
+  for (char* s : {first, again, third, fourth}) QlgMem_free(s);
   QlgEvent_free(ev);
 }
 

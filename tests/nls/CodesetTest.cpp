@@ -71,6 +71,9 @@ TEST(Codeset, ConvertsBothWaysAndWritesQuestionMarksForTheInexpressible) {
   char small[4];
   EXPECT_EQ(QlgCodeset_convert(QlgCodeset_utf8(), "ab\xC3\xA9", -1, small, sizeof small), 2)
       << "cut before a character that does not fit whole";
+  char exact[5];
+  EXPECT_EQ(QlgCodeset_convert(QlgCodeset_utf8(), "ab\xC3\xA9", -1, exact, sizeof exact), 4)
+      << "a text that fits exactly is whole";
   QlgCodeset_close(latin);
 }
 
