@@ -104,6 +104,7 @@ TEST_F(FFDCTest, TriggerFollowsFilterAndRepeatTime) {
   for (const auto& e : events) {
     QlgEvent* ev = event(e.level, e.t);
     EXPECT_EQ(QlgFFDCTrigger_isTriggered(h, ev), e.want) << e.level << "@" << e.t;
+    EXPECT_EQ(QlgFFDCTrigger_isTriggered(nullptr, ev) + QlgFFDCTrigger_isTriggered(h, nullptr), 0);
     QlgEvent_free(ev);
   }
 }
