@@ -3,7 +3,8 @@
  * CxWatch: notice, without a system call that touches the file, that a file
  * was removed or renamed, or that its name now means something else.  One
  * watch covers the open file itself and its directory (for the name).
- * Asking costs one non-blocking read of the notification queue.
+ * Asking costs a few loads from memory the kernel marks when something is
+ * queued, or, where that cannot be had, one non-blocking read of the queue.
  *
  * Where the platform gives no watch (no support, a limit reached), start
  * fails and the caller looks the path up itself.
@@ -24,6 +25,7 @@ typedef struct CxWatch {
   int dirWd;    /* watch of its directory */
   char name[CX_WATCH_NAME_MAX + 1]; /* the path's last part */
   unsigned forks;                   /* the process's fork count at start */
+  struct CxWatchBell* bell;         /* Linux: the queue's doorbell, or null */
 } CxWatch;
 
 /* A record that watches nothing. */
