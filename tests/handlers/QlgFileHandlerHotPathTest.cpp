@@ -60,6 +60,33 @@ TEST_F(HotPathTest, RemovedOrMovedFileIsNoticedInBothModes) {
   }
 }
 
+/* Every-record mode, again and again: each removal or move is noticed by
+   the next record, whichever thread logs it (also after the thread that
+   opened the file has ended), with other names in the directory coming and
+   going in between. */
+TEST_F(HotPathTest, EveryRemovalIsNoticedWhicheverThreadLogs) {
+  std::string active = dir_.file("r.log");
+  QlgObject* h = handler({{"fileName", active}}, true);
+  std::thread([&] { log(h, {"0"}); }).join();
+  for (int i = 1; i <= 12; i++) {
+    SCOPED_TRACE(i);
+    dir_.write("other" + std::to_string(i), "x");
+    log(h, {"keep"});
+    std::string moved = dir_.file("moved" + std::to_string(i));
+    bool remove = i % 2 == 0 && ardeltest::kRemovedOpenFileVanishes;
+    if (remove)
+      fs::remove(active);
+    else
+      fs::rename(active, moved);
+    auto next = [&] { log(h, {std::to_string(i)}); };
+    if (i % 3 == 0) std::thread(next).join();
+    else next();
+    EXPECT_EQ(readFile(active), "HEAD\n" + std::to_string(i) + "\n");
+    if (!remove) { EXPECT_EQ(readFile(moved), "HEAD\n" + std::to_string(i - 1) + "\nkeep\n"); }
+  }
+  close(h);
+}
+
 /* A file emptied in place by another program: within a second the handler
    counts from the new size, so records that fit under the limit after the
    truncation do not roll the file over; the limit still holds on the real
