@@ -71,6 +71,11 @@ size_t putEscaped(char* out, size_t j, char c) {
 }
 
 const char* prefixNameInto(const char* prefix, const char* name, char* room) {
+  /* The usual case, a plain function name and no prefix, in one scan. */
+  if (!*prefix && name) {
+    size_t plain = strcspn(name, "\"&'<>");
+    if (!name[plain]) return plain < kMethodSize ? name : nullptr;
+  }
   size_t escapedLen = 0;
   bool special = false;
   for (const char* p = prefix; *p; ++p) {
@@ -101,6 +106,13 @@ enum Width { kInt, kLong, kLongLong, kSize };
 
 /* Writes the digits of v in base (10 or 16) backwards from end. */
 char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
+  if (base == 10) { /* a constant divisor: a multiply, not a division */
+    do {
+      *--end = static_cast<char>('0' + v % 10);
+      v /= 10;
+    } while (v);
+    return end;
+  }
   const char* set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
   do {
     *--end = set[v % base];

@@ -6,6 +6,9 @@
 #include <ardel/CLogWrapper.h>
 #include <ardel/QlgLogger.h>
 
+#include <climits>
+#include <cstdio>
+
 #include "frontend/CLogWrapperInt.h"
 #include "support/Recorder.h"
 
@@ -134,9 +137,14 @@ TEST(MethodText, OnlyTheMethodNameIsEscapedAndLongTextIsCutAt1023Characters) {
     traceMIN(w, 1, "f.c", "plain_name", "%s", longText.c_str());
     traceMIN(w, 2, "f.c", "fn", "%s", exact.c_str());
     traceMID(w, 4, "f.c", "fn", "rate %d%s %s", 100, "% s", "50%d done %s");
-    EXPECT_EQ(seenList(&Seen::function), "Entry a&lt;b&gt;;Exit ;plain_name;fn;fn;");
-    EXPECT_EQ(seenList(&Seen::file), "a<b>.c;f.c;f.c;f.c;f.c;");
-    ASSERT_EQ(seen().size(), 5u);
+#define NUMBERS "%d %i %ld %lld %u %lu %llx %X %zu %c%%", INT_MIN, -7, LONG_MIN, LLONG_MIN, UINT_MAX, 0ul, ~0ull, 0xBEEFu, (size_t)42, 'q'
+    traceMIN(w, 5, "f.c", "fn", NUMBERS);
+    char numbers[200];
+    snprintf(numbers, sizeof numbers, NUMBERS);
+    EXPECT_EQ(seenList(&Seen::function), "Entry a&lt;b&gt;;Exit ;plain_name;fn;fn;fn;");
+    EXPECT_EQ(seenList(&Seen::file), "a<b>.c;f.c;f.c;f.c;f.c;f.c;");
+    ASSERT_EQ(seen().size(), 6u);
+    EXPECT_EQ(seen()[5].text, numbers);
     EXPECT_EQ(seen()[0].text, "x<y>&z");
     EXPECT_EQ(seen()[2].text, longText.substr(0, 1023));
     EXPECT_EQ(seen()[3].text, exact);
