@@ -11,8 +11,8 @@
  * Cost per record.  The removal rule is kept without a path lookup per
  * record: a watch on the file and its directory (CxWatch) tells when
  * something happened to the file or its name, and only then is the path
- * looked up, so a record normally costs a non-blocking read of the watch's
- * queue and the write.  Without a watch (no support, a limit reached) the
+ * looked up.  On Linux asking the watch is a load from memory while nothing
+ * happened (see CxWatch.cpp), so a record normally costs the write alone.  Without a watch (no support, a limit reached) the
  * path is looked up on every record, as the rule literally says; with
  * pathCheckInterval the lookup runs at most once per interval instead.  The
  * size for the rollover test is counted from the bytes written and read

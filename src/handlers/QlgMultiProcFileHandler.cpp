@@ -19,8 +19,9 @@
  * rollover, which a note alone never starts.  Where the lock has no room
  * for notes the end offset is read at every record (asking for the file's
  * attributes instead would make every next write update its inode too).
- * Taking a free lock costs no system call where the system allows, so a
- * record costs the watch's read and the write.  The record is formatted
+ * Taking a free lock costs no system call where the system allows, and
+ * neither does asking the watch while nothing happened, so a record costs
+ * the write.  The record is formatted
  * into the thread's buffer, so it costs no allocation.
  *
  * A file removed or renamed under the writers (logrotate) is noticed under
