@@ -86,9 +86,9 @@ struct OwnerEnd {
     t_ending = true;
     if (Owner* o = t_owner) {
       t_owner = nullptr;
-      o->gone.store(1, std::memory_order_release);
-      /* Seen before anything the kernel writes for this thread's exit. */
-      std::atomic_thread_fence(std::memory_order_seq_cst);
+      /* A full barrier: seen before anything the kernel writes for this
+         thread's exit. */
+      o->gone.exchange(1, std::memory_order_seq_cst);
       release(o);
     }
   }
