@@ -137,7 +137,7 @@ TEST(MethodText, OnlyTheMethodNameIsEscapedAndLongTextIsCutAt1023Characters) {
     traceMIN(w, 1, "f.c", "plain_name", "%s", longText.c_str());
     traceMIN(w, 2, "f.c", "fn", "%s", exact.c_str());
     traceMID(w, 4, "f.c", "fn", "rate %d%s %s", 100, "% s", "50%d done %s");
-#define NUMBERS "%d %i %ld %lld %u %lu %llx %X %zu %c%%", INT_MIN, -7, LONG_MIN, LLONG_MIN, UINT_MAX, 0ul, ~0ull, 0xBEEFu, (size_t)42, 'q'
+#define NUMBERS "%d %i %ld %lld %u %lu %llx %X %c%%", INT_MIN, -7, LONG_MIN, LLONG_MIN, UINT_MAX, 0ul, ~0ull, 0xBEEFu, 'q'
     traceMIN(w, 5, "f.c", "fn", NUMBERS);
     char numbers[200];
     snprintf(numbers, sizeof numbers, NUMBERS);
