@@ -12,9 +12,10 @@
  * record: a watch on the file and its directory (CxWatch) tells when
  * something happened to the file or its name, and only then is the path
  * looked up.  On Linux asking the watch is a load from memory while nothing
- * happened (see CxWatch.cpp), so a record normally costs the write alone.  Without a watch (no support, a limit reached) the
- * path is looked up on every record, as the rule literally says; with
- * pathCheckInterval the lookup runs at most once per interval instead.  The
+ * happened (see CxWatch.cpp), so a record normally costs the write alone.
+ * Without a watch (no support, a limit reached) the path is looked up on
+ * every record, as the rule literally says; with pathCheckInterval the
+ * lookup runs at most once per interval instead.  The
  * size for the rollover test is counted from the bytes written and read
  * from the file once a second, which picks up a file that another program
  * emptied in place or appended to.  Reading the file's attributes after

@@ -21,8 +21,8 @@
  * attributes instead would make every next write update its inode too).
  * Taking a free lock costs no system call where the system allows, and
  * neither does asking the watch while nothing happened, so a record costs
- * the write.  The record is formatted
- * into the thread's buffer, so it costs no allocation.
+ * the write.  The record is formatted into the thread's buffer, so it costs
+ * no allocation.
  *
  * A file removed or renamed under the writers (logrotate) is noticed under
  * the lock as the file handler notices it: a watch, or a look at the path
