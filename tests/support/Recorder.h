@@ -34,11 +34,10 @@ inline std::vector<Seen>& seen() {
 }
 
 inline std::string propOrDash(QlgEvent* event, const char* name) {
-  int found = 0;
-  char* v = QlgEvent_getStringProperty(event, name, &found);
-  std::string s = found && v ? v : "-";
-  QlgMem_free(v);
-  return s;
+  /* peek, as the syslog and application-server handlers read a trace
+     event's source location without filling in its property set */
+  const char* v = QlgEvent_peekString(event, name);
+  return v ? v : "-";
 }
 
 inline void recorderPublish(QlgObject* handler, QlgEvent* event) {
