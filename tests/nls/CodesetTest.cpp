@@ -62,6 +62,8 @@ TEST(Codeset, ConvertsBothWaysAndWritesQuestionMarksForTheInexpressible) {
   uint32_t wide[8];
   EXPECT_EQ(QlgCodeset_toWide(latin, "a\xE9", -1, wide, 8), 2);
   EXPECT_EQ(wide[1], 0xE9u);
+  // Malformed input (surrogates at both ends of their range, an overlong "/") is a "?" per byte.
+  EXPECT_EQ(convert(latin, "\xED\xA0\x80|\xED\xBF\xBF|\xC0\xAF|\xEE\x80\x80"), "???|???|??|?");
   EXPECT_EQ(QlgCodeset_toWide(latin, "a", -1, wide, 0), 0);  // no room: nothing written
   EXPECT_EQ(QlgCodeset_toWide(latin, "a", -1, nullptr, 8), 0);
   EXPECT_EQ(wide[0], 0x61u);
