@@ -120,17 +120,4 @@ TEST_F(QlgConsoleHandlerTest, FormatterNameInstallsAFormatterCountingOneReferenc
   QlgHandler_propertyChanged(nullptr, "formatterName");
 }
 
-TEST_F(QlgConsoleHandlerTest, FormatterNameCreatesAFormatterFromItsConfiguration) {
-  ardeltest::withToolkit("test.fmt.className=qlg_basicformatter\ntest.fmt.separator=|\n"
-                         "test.h.className=qlg_consolehandler\ntest.h.formatterName=test.fmt\n", [] {
-    QlgObject* h = QlgObject_create("test.h", nullptr);
-    QlgObject* f = QlgHandler_getFormatter(h);
-    ASSERT_NE(f, nullptr);
-    EXPECT_STREQ(f->name, "test.fmt");
-    EXPECT_STREQ(f->field1.text, "|");
-    QlgObject_release(f);
-    QlgObject_release(h);
-  });
-}
-
 }  // namespace

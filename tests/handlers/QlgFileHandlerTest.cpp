@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * qlg_filehandler: names and paths, properties, head/record/tail placement,
- * rollover, and recovery from file-system faults (with the multi-process
+ * rollover, and null arguments and foreign objects (with the multi-process
  * class where the rule is shared).
  */
-#include <errno.h>
-#include <string.h>
 
 #include <filesystem>
 
 #include "handlers/FileHandlerFixture.h"
 #include "handlers/QlgMultiProcFileHandler.h"
-#include "platform/CxFile.h"
 
 namespace {
 
@@ -190,41 +187,6 @@ TEST_F(FileHandlerTest, RolloverKeepsTheNumberedBackupsAsConfigured) {
     SCOPED_TRACE(base);
     log(handler(rollProps(c, base), true), c.records);
     expectFiles(c, base);
-  }
-}
-
-/* ---- faults ---- */
-
-/* A blocked path is reported, with the system's reason for refusing the
-   open, and the record lost; once the blocker is gone the next record opens
-   the file again. */
-TEST_F(FileHandlerTest, BlockedDirectoryOrPathIsReportedAndRetriedOnTheNextRecord) {
-  std::string blocker = dir_.file("file.txt"), busy = dir_.file("busy.log");
-  struct {
-    std::string name, written;
-    std::function<void()> block, unblock;
-    std::vector<std::string> reports;
-  } cases[] = {
-      {blocker + "/sub/x.log", blocker + "/sub//x.log", [&] { dir_.write("file.txt", "not a directory"); },
-       [&] { ASSERT_TRUE(std::filesystem::remove(blocker)); },
-       {"QLGFH0032E Property 'fileName' must be a valid file path for this platform, but value '" + blocker +
-            "/sub' was given."}},
-      {busy, busy, [&] { ASSERT_TRUE(std::filesystem::create_directory(busy)); },
-       [&] { ASSERT_TRUE(std::filesystem::remove(busy)); }, {}}};
-  for (auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    c.block();
-    int fd = -1;
-    CxStatus refused = CxFile_open(&fd, c.written.c_str(), CX_O_WRONLY | CX_O_CREAT);
-    ASSERT_EQ(refused.origin, 'p');
-    c.reports.push_back(strerror(refused.code));
-    QlgObject* h = handler({{"fileName", c.name}});
-    std::string text = ardeltest::stderrOf([&] { log(h, {"lost"}); });
-    for (const auto& r : c.reports) EXPECT_HAS(text, r);
-    EXPECT_EQ(data(h)->isOpen, 0);
-    c.unblock();
-    log(h, {"kept"});
-    EXPECT_EQ(readFile(c.written), "kept\n");
   }
 }
 

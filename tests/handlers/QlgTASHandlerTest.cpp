@@ -78,17 +78,6 @@ class TASHandlerTest : public htest::HandlerTest {
   QlgObject* handler_ = nullptr;
 };
 
-TEST_F(TASHandlerTest, PacketIsLaidOutInNetworkByteOrder) {
-  TestRing ring(4096);
-  make(ring.id, {{"tasLoggerName", "my_logger"}});
-  publish(9999, "#scan_agent# a_b", "f.c", "fn", 258);
-  std::string expected = std::string("\0\0\0\x46\0\0\0\x01\0\0\x1b\x58\0\0\0\x09my-logger", 25) +
-                         std::string("\0\0\x01\x23\x45\x67\x89\xab\0\0\0\x10", 12) +
-                         "#scan-agent# a_b" + std::string("\0\0\0\x02" "fn\0\0\0\x03" "f.c\0\0\x01\x02", 17);
-  EXPECT_EQ(ring.bytes(0, expected.size()), expected);
-  EXPECT_EQ(ring.word(QLG_IPC_OFF_WRITE), expected.size());
-}
-
 // What reaches the reader, as JSON lines, for each rule of the packet.
 TEST_F(TASHandlerTest, ReaderPrintsEachRuleOfThePacket) {
   std::string id = uniqueId();

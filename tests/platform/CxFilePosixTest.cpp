@@ -39,6 +39,7 @@ TEST(CxFilePosix, CreatedFilesGetOwnerOnlyPermissionUnlessAModeIsGivenAndDirecto
   ASSERT_TRUE(ardeltest::setFileTimes(tmp.file("p3"), 1000000000, 1200000000));
   CxFileStat st;
   ASSERT_EQ(STATUS_OF(CxFile_statPath(&st, tmp.file("p3").c_str())), "ok");
+  EXPECT_TRUE(st.atime == 1000000000 && st.mtime == 1200000000);
   EXPECT_TRUE(st.ctime >= before - 1 && st.ctime <= time(nullptr) + 1) << "setting the times is a status change";
   CxFilePath proc = pathOf("/proc/self/ardel-never-created");  // takes no new directories, not even from root
   int e = CxFile_makeDirs(&proc, 0700);

@@ -154,20 +154,6 @@ TEST_F(CxFileTest, SeekSucceedsOnlyWhenThePositionEndsAtZero) {
   EXPECT_EQ(STATUS_OF(CxFile_seek(-1, 0, CX_SEEK_SET)), ebadf());
 }
 
-TEST_F(CxFileTest, PathOperationsStatDeleteRenameAndTheirErrors) {
-  std::string path = tmp.write("times", "12345"), to = tmp.write("to", "old content");
-  ASSERT_TRUE(ardeltest::setFileTimes(path, 1000000000, 1200000000));
-  CxFileStat st;
-  ASSERT_EQ(STATUS_OF(CxFile_statPath(&st, path.c_str())), "ok");
-  EXPECT_TRUE(st.size == 5 && st.atime == 1000000000 && st.mtime == 1200000000);
-  EXPECT_EQ(STATUS_OF(CxFile_statPath(&st, tmp.file("none").c_str())), statusText('p', ENOENT));
-  ASSERT_EQ(STATUS_OF(CxFile_rename(path.c_str(), to.c_str())), "ok");
-  EXPECT_EQ(readFile(to), "12345") << "rename replaces an existing target";
-  EXPECT_TRUE(ardeltest::isNotFound(STATUS_OF(CxFile_rename(path.c_str(), to.c_str()))));
-  EXPECT_EQ(STATUS_OF(CxFile_delete(to.c_str())), "ok");
-  EXPECT_TRUE(ardeltest::isNotFound(STATUS_OF(CxFile_delete(to.c_str()))));
-}
-
 TEST_F(CxFileTest, ExistsIsDirectoryAndMakeDirsReturnPlainErrorNumbers) {
   tmp.write("f", "");
   // path, exists, isDirectory, makeDirs (-1: not asked); backslashes are separators too

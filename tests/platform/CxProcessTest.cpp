@@ -26,10 +26,6 @@ ARDEL_TEST_WORKER(echoArgs) {
   return static_cast<int>(::testing::internal::GetArgvs().size());
 }
 ARDEL_TEST_WORKER(exitWith) { return std::stoi(arg); }
-ARDEL_TEST_WORKER(exitAtGate) {
-  while (!std::filesystem::exists(arg)) CxSystem_sleepMillis(20);
-  return 5;
-}
 
 // Waits for a started child; "exited code", or why it is not there.
 std::string outcome(CxProcess p) {
@@ -60,24 +56,6 @@ TEST(CxProcess, ExitCodesAndArgumentsReachTheChildUninterpreted) {
   ASSERT_EQ(statusOf(CxProcess_start(&p, ardeltest::selfPath().c_str(), nullptr)), "ok")
       << "a null vector starts the program alone";
   EXPECT_EQ(outcome(p), "1 1");
-}
-
-TEST(CxProcess, WaitWithoutFlagOnARunningChildReportsNotExitedAndAnEndedOneCanBeAskedAgain) {
-  ardeltest::TempDir tmp;
-  CxProcess p = startSelf("exitAtGate", tmp.file("gate"));
-  ASSERT_NE(p.id, 0);
-  CxExitInfo info;
-  memset(&info, 0x55, sizeof info);
-  ASSERT_EQ(statusOf(CxProcess_wait(&p, &info, 0)), "ok");
-  EXPECT_TRUE(info.exited == 0 && info.exitCode == 0);
-  tmp.write("gate", "");
-  for (int flag : {1, 0}) {
-    memset(&info, 0, sizeof info);
-    ASSERT_EQ(statusOf(CxProcess_wait(&p, &info, flag)), "ok");
-    EXPECT_TRUE(info.exited == 1 && info.exitCode == 5 && info.reserved1 == 0 && info.reserved2 == 0) << flag;
-  }
-  EXPECT_EQ(statusOf(CxProcess_close(&p)), "ok");
-  EXPECT_EQ(p.id, 0);
 }
 
 TEST(CxProcess, ProgramsThatCannotStartAndBadArgumentsLeaveTheHandleEmpty) {
