@@ -141,9 +141,16 @@ inline int run(const Library& lib, int argc, char** argv) {
   std::string w = argv[1], dir = argv[2];
   if (w == "disabled") {
     if (!lib.setup(dir, Mode::Disabled)) return 3;
-    double t0 = now();
-    lib.disabledLoop(kDisabledStatements);
-    std::printf("%.3f\n", (now() - t0) * 1e9 / (double)kDisabledStatements);
+    /* The fastest of five passes: the loop's floor, without the passes an
+       interrupt or a migration stretched. */
+    double best = 0;
+    for (int pass = 0; pass < 5; pass++) {
+      double t0 = now();
+      lib.disabledLoop(kDisabledStatements);
+      double t = now() - t0;
+      if (pass == 0 || t < best) best = t;
+    }
+    std::printf("%.3f\n", best * 1e9 / (double)kDisabledStatements);
   } else if (w == "durable1" || w == "rotating") {
     if (!lib.setup(dir, w == "rotating" ? Mode::Rotating : Mode::Durable)) return 3;
     for (long i = 0; i < 1000; i++) lib.log(i);
