@@ -4,7 +4,6 @@
 // dropped event), never a crash and never a leak.  Each failure point runs in
 // its own process; under LeakSanitizer each also checks nothing became unreachable.
 #include <ardel/QlgLogger.h>
-#include <ardel/QlgToolkit.h>
 
 #include "support/Recorder.h"
 

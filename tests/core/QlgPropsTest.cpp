@@ -3,8 +3,6 @@
 // every read; typed setters store the parameter printer's rendering.
 #include <ardel/QlgProps.h>
 
-#include <vector>
-
 #include "support/TestSupport.h"
 #include "util/QlgStringToStringMap.h"
 

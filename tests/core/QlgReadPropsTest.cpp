@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The properties-file reader: syntax, escapes, the tree the entries build,
 // and the failures that end a read (entries before them stay filed).
-#include <vector>
 
 #include "core/QlgObjConfig.h"
 #include "core/QlgReadProps.h"

@@ -3,8 +3,6 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
-#include <vector>
-
 #include <ardel/QlgEvent.h>
 #include <ardel/QlgToolkit.h>
 #include "msg/QlgMsgTable.h"

@@ -9,12 +9,10 @@
 // is a bare point, holes in the positions, %n, the ' flag, an integer 0 with
 // precision 0 (nothing, not even padding), and floating output that would
 // need more than 16 significant digits.
-#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <limits>
 #include <random>
-#include <vector>
 
 #include "msg/QlgPrintf.h"
 #include "support/TestSupport.h"

@@ -5,10 +5,8 @@
 
 #include <string.h>
 
-#include <algorithm>
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include <ardel/QlgToolkit.h>
 #include "msg/QlgMsgTable.h"

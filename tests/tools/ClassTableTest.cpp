@@ -5,8 +5,6 @@
 // current output.
 #include <ardel/QlgObject.h>
 
-#include <vector>
-
 #include "ClassTable.h"
 #include "Reference.h"
 #include "core/QlgToolkitInt.h"

@@ -3,7 +3,6 @@
 // unique case-sensitive keys, links that hold both ways after any removal,
 // null and empty containers, and puts that fail for want of memory leaving
 // the container as it was.
-#include <vector>
 
 #include "support/TestSupport.h"
 #include "util/QlgStringGroup.h"

@@ -3,7 +3,6 @@
 // blocks may be freed by another thread.
 #include <cstring>
 #include <thread>
-#include <vector>
 
 #include "support/TestSupport.h"
 

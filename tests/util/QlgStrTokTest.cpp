@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tokenizer and the null-safe text helpers.
-#include <vector>
 
 #include "support/TestSupport.h"
 #include "util/CxChars.h"
