@@ -139,8 +139,8 @@ inline bool rang(const CxWatchBell* b) {
 
 void takeDown(CxWatchBell* b) {
   if (b->ringFd < 0) return;
-  munmap(b->sqes, b->sqesLen);
-  munmap(b->ring, b->ringLen);
+  if (b->sqes != MAP_FAILED) munmap(b->sqes, b->sqesLen);
+  if (b->ring != MAP_FAILED) munmap(b->ring, b->ringLen);
   close(b->ringFd);
   release(b->owner);
   b->ringFd = -1;
@@ -176,12 +176,7 @@ bool putUp(CxWatchBell* b, int fd) {
   b->sqesLen = sqesLen;
   b->owner = owner;
   if (ring == MAP_FAILED || sqes == MAP_FAILED) {
-    if (ring != MAP_FAILED) munmap(ring, ringLen);
-    if (sqes != MAP_FAILED) munmap(sqes, sqesLen);
-    close(ringFd);
-    release(owner);
-    b->ringFd = -1;
-    b->owner = nullptr;
+    takeDown(b);
     return false;
   }
   char* base = static_cast<char*>(ring);
