@@ -19,6 +19,7 @@
 #include "msg/QlgParmList.h"
 #include "util/QlgStringToStringMap.h"
 #include "platform/CxSystem.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -117,7 +118,7 @@ QlgEvent* QlgEvent_create(int32_t level, const char* catalog, uint32_t set, uint
   return event;
 }
 
-void QlgEvent_addTagged(QlgEvent* event, va_list args) {
+CX_HOT void QlgEvent_addTagged(QlgEvent* event, va_list args) {
   if (!event) return;
   va_list ap;
   va_copy(ap, args);
@@ -151,7 +152,7 @@ void QlgEvent_addTagged(QlgEvent* event, va_list args) {
   va_end(ap);
 }
 
-void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level, const char* text) {
+CX_HOT void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level, const char* text) {
   if (!event || !message) return;
   std::memset(event, 0, sizeof(QlgEvent));
   std::memset(message, 0, sizeof(QlgI18Msg));
@@ -161,7 +162,7 @@ void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level, cons
   event->level = level;
 }
 
-void QlgEvent_release(QlgEvent* event) {
+CX_HOT void QlgEvent_release(QlgEvent* event) {
   if (!event) return;
   if (event->message) QlgParmList_free(event->message->parms);
   QlgProps_destroy(event->props);
@@ -188,7 +189,7 @@ void QlgEvent_free(QlgEvent* event) {
 }
 
 int32_t QlgEvent_getLevel(const QlgEvent* event) { return event ? event->level : QLG_LEVEL_NONE; }
-int64_t QlgEvent_getTime(const QlgEvent* event) { return event ? event->time : 0; }
+CX_HOT int64_t QlgEvent_getTime(const QlgEvent* event) { return event ? event->time : 0; }
 int QlgEvent_isMessage(const QlgEvent* event) { return event ? event->isMessage : 0; }
 void QlgEvent_markMessage(QlgEvent* event, int flag) {
   if (event) event->isMessage = flag ? 1 : 0;

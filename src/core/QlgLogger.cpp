@@ -16,6 +16,7 @@
 
 #include "handlers/QlgFileHandler.h"
 #include "msg/QlgMsgTable.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -34,7 +35,7 @@ inline bool canLog(const QlgObject* logger) {
    record to the next holder (group commit); whatever is still left when
    this call has the lock back is written then, so the record has reached
    the file before the call returns. */
-__attribute__((noinline)) void logAt(QlgObject* logger, int level, const char* file,
+CX_HOT __attribute__((noinline)) void logAt(QlgObject* logger, int level, const char* file,
                                      const char* function, uint32_t line, const char* format,
                                      va_list args) {
   if (!QlgToolkit_enter()) return;
@@ -59,7 +60,7 @@ int QlgLogger_isLoggable(const QlgObject* logger, int level) {
 }
 
 #define QLG_DEFINE_LOG_CALL(fn, level)                                                         \
-  void fn(QlgObject* logger, const char* file, const char* function, uint32_t line,            \
+  CX_HOT void fn(QlgObject* logger, const char* file, const char* function, uint32_t line,     \
           const char* format, ...) {                                                           \
     if (!passesThreshold(logger, level)) return;                                               \
     va_list ap;                                                                                \
@@ -72,7 +73,7 @@ QLG_DEFINE_LOG_CALL(QlgLogger_logMax, QLG_LEVEL_DEBUG_MAX)
 QLG_DEFINE_LOG_CALL(QlgLogger_logMid, QLG_LEVEL_DEBUG_MID)
 QLG_DEFINE_LOG_CALL(QlgLogger_logMin, QLG_LEVEL_DEBUG_MIN)
 
-void QlgLogger_logEvent(QlgObject* logger, int level, const char* file, const char* function,
+CX_HOT void QlgLogger_logEvent(QlgObject* logger, int level, const char* file, const char* function,
                         uint32_t line, const char* format, va_list args) {
   if (!canLog(logger)) return;
   /* The event lives exactly as long as this call, so it and its message

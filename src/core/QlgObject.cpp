@@ -24,6 +24,7 @@
 #include "nls/QlgLocale.h"
 #include "util/QlgStrTok.h"
 #include "util/QlgStringToStringMap.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -180,12 +181,12 @@ QlgObject* QlgObject_find(const char* name) {
   return QlgStringToObjMap_find(QlgToolkit_registries()->objects, name);
 }
 
-QlgObject* QlgObject_addRef(QlgObject* obj) {
+CX_HOT QlgObject* QlgObject_addRef(QlgObject* obj) {
   if (obj) obj->refCount++;
   return obj;
 }
 
-void QlgObject_release(QlgObject* obj) {
+CX_HOT void QlgObject_release(QlgObject* obj) {
   if (!obj || !obj->cls) return;
   if (--obj->refCount != 1) return;
   tearDown(obj);
@@ -353,7 +354,7 @@ void QlgObject_basePropertyChanged(QlgObject* obj, const char* key) {
   }
 }
 
-void QlgObject_forwardToListeners(QlgObject* obj, QlgEvent* event) {
+CX_HOT void QlgObject_forwardToListeners(QlgObject* obj, QlgEvent* event) {
   if (!obj || !obj->logging) return;
   DispatchStep step(obj);
   if (!step.entered()) return;

@@ -16,6 +16,7 @@
 #include "msg/QlgParmList.h"
 #include "util/CxChars.h"
 #include "util/QlgStringToStringMap.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ int storeParm(QlgProps* props, const char* key, const QlgParm& parm) {
 extern "C" {
 
 QlgProps* QlgProps_create(void) { return QlgStringToStringMap_create(); }
-void QlgProps_destroy(QlgProps* props) { QlgStringToStringMap_destroy(props); }
+CX_HOT void QlgProps_destroy(QlgProps* props) { QlgStringToStringMap_destroy(props); }
 
 char* QlgProps_getString(const QlgProps* props, const char* key, int* found) {
   char* copy = QlgMem_strdup(valueOf(props, key));

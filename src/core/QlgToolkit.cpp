@@ -26,6 +26,7 @@
 #include "msg/QlgMsgTable.h"
 #include "platform/CxMutex.h"
 #include "platform/CxProcess.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -96,7 +97,7 @@ QlgStringToObjMap* QlgToolkit_objectRegistry(void) {
    waiting can leave its write to the next holder (group commit). */
 static std::atomic<int> g_waiting{0};
 
-int QlgToolkit_contended(void) { return g_waiting.load(std::memory_order_relaxed) > 0; }
+CX_HOT int QlgToolkit_contended(void) { return g_waiting.load(std::memory_order_relaxed) > 0; }
 
 /* Holds of the toolkit lock by this thread. */
 static thread_local int t_holds __attribute__((tls_model("initial-exec"))) = 0;
@@ -125,7 +126,7 @@ static void freshLockInChild(void) {
   g_lock.store(fresh, std::memory_order_release);
 }
 
-int QlgToolkit_enter(void) {
+CX_HOT int QlgToolkit_enter(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
   if (!lock) {
     CxMutex* fresh = nullptr;
@@ -141,9 +142,14 @@ int QlgToolkit_enter(void) {
       CxMutex_close(&fresh);
     }
   }
-  g_waiting.fetch_add(1, std::memory_order_relaxed);
-  CxStatus st = CxMutex_lock(lock);
-  g_waiting.fetch_sub(1, std::memory_order_relaxed);
+  /* Only a thread that finds the lock held counts itself as waiting, so a
+     free lock costs no shared counter. */
+  CxStatus st = CxMutex_tryLock(lock);
+  if (!CxStatus_isOk(st)) {
+    g_waiting.fetch_add(1, std::memory_order_relaxed);
+    st = CxMutex_lock(lock);
+    g_waiting.fetch_sub(1, std::memory_order_relaxed);
+  }
   if (!CxStatus_isOk(st)) {
     QlgMisc_reportStatus(st);
     return 0;
@@ -152,7 +158,7 @@ int QlgToolkit_enter(void) {
   return 1;
 }
 
-void QlgToolkit_leave(void) {
+CX_HOT void QlgToolkit_leave(void) {
   CxMutex* lock = g_lock.load(std::memory_order_acquire);
   if (!lock) return;
   CxStatus st = CxMutex_unlock(lock);

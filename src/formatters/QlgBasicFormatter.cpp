@@ -19,6 +19,7 @@
 #include "nls/QlgLocale.h"
 #include "util/CxStringBuff.h"
 #include "util/QlgStringToStringMap.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -225,7 +226,7 @@ const char* peekSet(const QlgEvent* event, const char* name) {
 }
 
 /* A text field and the separator when the event has it. */
-bool appendField(CxStringBuff* line, const char* value, const char* sep, size_t sepLen) {
+CX_HOT bool appendField(CxStringBuff* line, const char* value, const char* sep, size_t sepLen) {
   if (!value) return true;
   return appendText(line, value) && put(line, sep, sepLen);
 }
@@ -271,7 +272,7 @@ bool appendMessage(CxStringBuff* line, QlgObject* formatter, QlgEvent* event) {
 
 /* The stamp of ms appended to line: the user's dateTimeFormat alone, or
    the built-in date, milliseconds and UTC offset. */
-bool appendTimeStamp(CxStringBuff* line, const QlgObject* formatter, int64_t ms) {
+CX_HOT bool appendTimeStamp(CxStringBuff* line, const QlgObject* formatter, int64_t ms) {
   int64_t seconds = ms / 1000; /* towards zero, also for times before 1970 */
   const SecondCache& second = localSecond(seconds);
   const char* pattern = isFormatter(formatter) ? formatter->field2.text : nullptr;
@@ -323,7 +324,7 @@ char* QlgBasicFormatter_renderMessage(const QlgI18Msg* msg, const QlgLocale*) {
   return QlgI18Msg_render(msg);
 }
 
-int QlgBasicFormatter_formatInto(QlgObject* formatter, QlgEvent* event, CxStringBuff* out) {
+CX_HOT int QlgBasicFormatter_formatInto(QlgObject* formatter, QlgEvent* event, CxStringBuff* out) {
   if (!isFormatter(formatter) || !event || !out || !formatter->cls->slots.formatter.formatMessage)
     return 0;
   const char* sep = formatter->field1.text ? formatter->field1.text : " ";

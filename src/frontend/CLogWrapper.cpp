@@ -22,6 +22,7 @@
 
 #include "frontend/CLogWrapperInt.h"
 #include "frontend/Published.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ size_t putEscaped(char* out, size_t j, char c) {
   return j + n;
 }
 
-const char* prefixNameInto(const char* prefix, const char* name, char* room) {
+CX_HOT const char* prefixNameInto(const char* prefix, const char* name, char* room) {
   /* The usual case, a plain function name and no prefix, in one scan. */
   if (!*prefix && name) {
     size_t plain = strcspn(name, "\"&'<>");
@@ -105,7 +106,7 @@ const char* prefixNameInto(const char* prefix, const char* name, char* room) {
 enum Width { kInt, kLong, kLongLong, kSize };
 
 /* Writes the digits of v in base (10 or 16) backwards from end. */
-char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
+CX_HOT char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
   if (base == 10) { /* a constant divisor: a multiply, not a division */
     do {
       *--end = static_cast<char>('0' + v % 10);
@@ -127,7 +128,7 @@ char* digitsOf(unsigned long long v, unsigned base, bool upper, char* end) {
    larger part of a trace record's cost, and these formats are what trace
    statements mostly use.  False, having read part of args, when format
    holds anything else. */
-bool formatSimple(char* out, size_t size, const char* format, va_list args) {
+CX_HOT bool formatSimple(char* out, size_t size, const char* format, va_list args) {
   size_t j = 0;
   const size_t room = size - 1;
   auto put = [&](const char* t, size_t n) {
@@ -200,7 +201,7 @@ bool formatSimple(char* out, size_t size, const char* format, va_list args) {
 /* The shape shared by the five trace calls.  The method text and the
    formatted text live on the stack; a format without "%" is copied as it
    is, which is what vsnprintf would make of it. */
-void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
+CX_HOT void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
           const char* sourceFile, const char* methodName, const char* format, va_list args) {
   CLOGWRAPPER_ASSERT(w != NULL);
   if (!w || w->active != 1 || w->trcLevel < gate) return;
@@ -345,7 +346,7 @@ int getTrcLevel(CLogWrapper* w) {
 }
 
 #define CLOGWRAPPER_DEFINE_TRACE(fn, gate, prefix, log)                                  \
-  void fn(CLogWrapper* w, int line, const char* sourceFile, const char* methodName,     \
+  CX_HOT void fn(CLogWrapper* w, int line, const char* sourceFile, const char* methodName, \
           const char* format, ...) {                                                    \
     va_list args;                                                                       \
     va_start(args, format);                                                             \

@@ -44,6 +44,7 @@
 #include "platform/CxProcess.h"
 #include "platform/CxSystem.h"
 #include "util/CxStringBuff.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -115,7 +116,7 @@ void unlinkPending(QlgFileHandlerData* data) {
 
 /* Writes the records left in data, in one write, to the file they were
    meant for. */
-void writePending(QlgFileHandlerData* data) {
+CX_HOT void writePending(QlgFileHandlerData* data) {
   unlinkPending(data);
   if (data->pending.length == 0) return;
   if (data->fd >= 0) QlgFileHandler_writeAll(data->fd, data->pending.data, data->pending.length);
@@ -764,7 +765,7 @@ void QlgFileHandler_rollover(QlgFileHandlerData* data) {
   }
 }
 
-void QlgFileHandler_open(QlgObject* handler) {
+CX_HOT void QlgFileHandler_open(QlgObject* handler) {
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data || !data->path) return;
   if (data->isOpen) {
@@ -821,9 +822,9 @@ void QlgFileHandler_close(QlgObject* handler) {
   closeFd(data);
 }
 
-void QlgFileHandler_allowGroupCommit(int allow) { t_groupAllowed += allow ? 1 : -1; }
+CX_HOT void QlgFileHandler_allowGroupCommit(int allow) { t_groupAllowed += allow ? 1 : -1; }
 
-int QlgFileHandler_leftRecords(void) {
+CX_HOT int QlgFileHandler_leftRecords(void) {
   if (!t_leftRecords) return 0;
   if (s_drained.load(std::memory_order_acquire) != t_leftAt) {
     t_leftRecords = false; /* written by a later holder */
@@ -837,7 +838,7 @@ void QlgFileHandler_writeLeftRecords(void) {
   while (s_pendingHead) writePending(s_pendingHead);
 }
 
-void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
+CX_HOT void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   if (!handler || !event || !handler->logging) return;
   QlgFileHandlerData* data = QlgFileHandler_data(handler);
   if (!data) return;

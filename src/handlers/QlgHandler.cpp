@@ -15,6 +15,7 @@
 #include <ardel/QlgMem.h>
 #include "formatters/QlgBasicFormatter.h"
 #include "util/CxStringBuff.h"
+#include "util/CxHot.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ thread_local LineGuard t_lineGuard QLG_TLS_IE;
 
 extern "C" {
 
-int QlgHandler_isHandler(const QlgObject* obj) {
+CX_HOT int QlgHandler_isHandler(const QlgObject* obj) {
   return obj && obj->cls && obj->cls->kind == QLG_KIND_HANDLER;
 }
 
@@ -52,7 +53,7 @@ char* QlgHandler_format(QlgObject* handler, QlgEvent* event) {
   return fmt->cls->slots.formatter.format(fmt, event);
 }
 
-int QlgHandler_formatInto(QlgObject* handler, QlgEvent* event, CxStringBuff* out) {
+CX_HOT int QlgHandler_formatInto(QlgObject* handler, QlgEvent* event, CxStringBuff* out) {
   QlgObject* fmt = formatterOf(handler);
   if (!fmt || !out || !fmt->cls->slots.formatter.format) return 0;
   if (fmt->cls->slots.formatter.format == QlgBasicFormatter_format)
@@ -64,7 +65,7 @@ int QlgHandler_formatInto(QlgObject* handler, QlgEvent* event, CxStringBuff* out
   return ok;
 }
 
-CxStringBuff* QlgHandler_acquireBuffer(void) {
+CX_HOT CxStringBuff* QlgHandler_acquireBuffer(void) {
   if (t_lineBusy) return nullptr;
   CxStringBuff* b = &t_line;
   if (!b->data) t_lineGuard.armed = true; /* registers the guard's destructor */
@@ -73,7 +74,7 @@ CxStringBuff* QlgHandler_acquireBuffer(void) {
   return b;
 }
 
-void QlgHandler_releaseBuffer(CxStringBuff* buffer) {
+CX_HOT void QlgHandler_releaseBuffer(CxStringBuff* buffer) {
   if (buffer == &t_line) {
     t_lineBusy = false;
     /* A rare huge record must not pin its storage for the thread's life. */

@@ -11,6 +11,7 @@
 
 #include <climits>
 #include <cstring>
+#include "util/CxHot.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ QlgParmList* QlgParmList_create(void) {
   return list;
 }
 
-void QlgParmList_free(QlgParmList* list) {
+CX_HOT void QlgParmList_free(QlgParmList* list) {
   if (!list) return;
   for (int i = 0; i < list->count; i++) dropParm(&list->items[i]);
   QlgMem_free(list->items);

@@ -62,6 +62,9 @@ CxStatus CxMutex_lock(CxMutex* m);
 /* Waits at most ms milliseconds; 'w' 258 (CX_MUTEX_TIMED_OUT) when the time
    ran out, 'p' errno for any other failure. */
 CxStatus CxMutex_lockTimed(CxMutex* m, int32_t ms);
+/* Takes the mutex only if no other holder has it now (a named mutex may
+   spin briefly first); 'w' 258 when another holds it. */
+CxStatus CxMutex_tryLock(CxMutex* m);
 /* Releases one hold; 'p' 1 when the calling thread does not hold it. */
 CxStatus CxMutex_unlock(CxMutex* m);
 

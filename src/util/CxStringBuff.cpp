@@ -12,6 +12,7 @@
 #include <ardel/QlgMem.h>
 
 #include <cstring>
+#include "util/CxHot.h"
 
 namespace {
 
@@ -215,7 +216,7 @@ int CxStringBuff_convert(QlgCodeset* cs, CxStringBuff* b) {
   return 1;
 }
 
-void CxStringBuff_clear(CxStringBuff* b) {
+CX_HOT void CxStringBuff_clear(CxStringBuff* b) {
   if (!b) return;
   b->length = 0;
   if (b->data) b->data[0] = 0;

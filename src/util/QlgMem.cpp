@@ -56,6 +56,7 @@ const int kClasses = sizeof kClassSize / sizeof kClassSize[0];
 
 #if __has_include(<valgrind/valgrind.h>)
 #include <valgrind/valgrind.h>
+#include "util/CxHot.h"
 #endif
 
 /* Valgrind must see every free as it happens too, so under it the lists are
@@ -183,7 +184,7 @@ void* QlgMem_realloc(void* p, size_t size) {
   return q;
 }
 
-void QlgMem_free(void* p) {
+CX_HOT void QlgMem_free(void* p) {
   if (p) dropBlock(p);
 }
 

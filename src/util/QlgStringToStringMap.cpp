@@ -4,6 +4,7 @@
  */
 #include "util/QlgStringToStringMap.h"
 #include "util/QlgKeyedList.h"
+#include "util/CxHot.h"
 
 namespace {
 struct StringTraits {
@@ -27,7 +28,7 @@ using List = ardel::KeyedList<QlgStringToStringMap, QlgStringToStringMapEntry, S
 extern "C" {
 
 QlgStringToStringMap* QlgStringToStringMap_create(void) { return List::create(); }
-void QlgStringToStringMap_destroy(QlgStringToStringMap* m) { List::destroy(m); }
+CX_HOT void QlgStringToStringMap_destroy(QlgStringToStringMap* m) { List::destroy(m); }
 
 int QlgStringToStringMap_put(QlgStringToStringMap* m, const char* key, const char* value) {
   if (!m || !key) return 0;

@@ -14,6 +14,7 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include "util/CxHot.h"
 
 namespace {
 
@@ -157,7 +158,7 @@ CxStatus CxFile_read(int fd, void* buf, size_t size, int* count) {
   return CxStatus_ok();
 }
 
-CxStatus CxFile_write(int fd, const void* data, size_t size, int* count) {
+CX_HOT CxStatus CxFile_write(int fd, const void* data, size_t size, int* count) {
   if (!count) return invalid();
   *count = -1;
   if (!data || size > INT_MAX) return invalid();

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * CxMutex on POSIX.  Both kinds share one record: a recursive pthread
- * mutex, plus, for a named mutex, a descriptor of its lock file.  The
- * pthread mutex keeps the threads of one handle apart, and the
- * cross-process part is taken by the thread's outermost hold only.
+ * CxMutex on POSIX.  Both kinds share one record: an in-process lock with
+ * its holder and depth (recursion is counted here, so a hold taken again
+ * costs no atomic operation), plus, for a named mutex, a descriptor of its
+ * lock file.  The in-process lock keeps the threads of one handle apart,
+ * and the cross-process part is taken by the thread's outermost hold only.
+ * On Linux the in-process lock is a futex word: the toolkit takes and
+ * gives back its lock twice per record, and a free lock then costs one
+ * atomic operation each way and no call into the C library.
  *
  * On Linux the cross-process part is a lock word in the lock file, mapped
  * by every process, so that taking and releasing a free mutex costs no
@@ -44,20 +48,27 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <new>
 
 #if defined(__linux__)
 #include <linux/futex.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include "util/CxHot.h"
 #define CX_MUTEX_WORD 1
 #else
 #define CX_MUTEX_WORD 0
 #endif
 
 struct CxMutex {
-  pthread_mutex_t guard; /* recursive; held by the owning thread throughout its holds */
+#if CX_MUTEX_WORD
+  std::atomic<uint32_t> state; /* the in-process lock: 0 free, 1 held, 2 held with sleepers */
+#else
+  pthread_mutex_t inner; /* the in-process lock (not recursive: depth counts) */
+#endif
+  std::atomic<const void*> owner; /* the holding thread's marker, null when free */
   int fd;                /* lock file of a named mutex, -1 for an unnamed one */
-  int depth;             /* holds of the owning thread; changed only under guard */
+  int depth;             /* holds of the owning thread; changed only by the holder */
   uint64_t* word;        /* the mapped lock word; null where flock is used */
   uint32_t slot;         /* this handle's slot + 1, as the word names its holder */
 };
@@ -68,20 +79,25 @@ namespace {
 CxStatus invalid() { return CxStatus_make('p', EINVAL); }
 CxStatus timedOut() { return CxStatus_make('w', CX_MUTEX_TIMED_OUT); }
 
+/* Who holds the in-process lock: the address of a thread-local byte, unique
+   among the threads alive, read without a call (initial-exec). */
+thread_local char t_self __attribute__((tls_model("initial-exec")));
+
+bool heldByCaller(const CxMutex* m) { return m->owner.load(std::memory_order_relaxed) == &t_self; }
+
 CxStatus newMutex(CxMutex** out, int fd) {
   CxMutex* m = (CxMutex*)QlgMem_alloc(sizeof(CxMutex));
   if (!m) return CxStatus_make('p', ENOMEM);
-  pthread_mutexattr_t attr;
-  int rc = pthread_mutexattr_init(&attr);
-  if (rc == 0) {
-    rc = pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
-    if (rc == 0) rc = pthread_mutex_init(&m->guard, &attr);
-    pthread_mutexattr_destroy(&attr);
-  }
+#if CX_MUTEX_WORD
+  new (&m->state) std::atomic<uint32_t>(0);
+#else
+  int rc = pthread_mutex_init(&m->inner, nullptr);
   if (rc != 0) {
     QlgMem_free(m);
     return CxStatus_make('p', rc);
   }
+#endif
+  new (&m->owner) std::atomic<const void*>(nullptr);
   m->fd = fd;
   m->depth = 0;
   m->word = nullptr;
@@ -136,24 +152,6 @@ int64_t msLeft(const struct timespec* d) {
   clock_gettime(CLOCK_MONOTONIC, &now);
   int64_t ns = (int64_t)(d->tv_sec - now.tv_sec) * 1000000000LL + (d->tv_nsec - now.tv_nsec);
   return ns <= 0 ? 0 : (ns + 999999) / 1000000;
-}
-
-/* The in-process half; deadline null means no limit.  The remaining time
-   is carried over to the realtime clock of pthread_mutex_timedlock, which
-   every C library and thread checker knows (pthread_mutex_clocklock is
-   newer and invisible to ThreadSanitizer). */
-int lockGuard(CxMutex* m, const struct timespec* deadline) {
-  if (!deadline) return pthread_mutex_lock(&m->guard);
-  int64_t left = msLeft(deadline);
-  struct timespec abs;
-  clock_gettime(CLOCK_REALTIME, &abs);
-  abs.tv_sec += (time_t)(left / 1000);
-  abs.tv_nsec += (long)(left % 1000) * 1000000L;
-  if (abs.tv_nsec >= 1000000000L) {
-    abs.tv_sec++;
-    abs.tv_nsec -= 1000000000L;
-  }
-  return pthread_mutex_timedlock(&m->guard, &abs);
 }
 
 #if !CX_MUTEX_WORD
@@ -355,6 +353,64 @@ int attachWord(CxMutex* m) {
 }
 #endif
 
+#if CX_MUTEX_WORD
+/* The in-process half, a futex lock: taking and giving back a free lock is
+   one atomic operation each; only a thread that finds it held sleeps.
+   0 or ETIMEDOUT; deadline null means no limit. */
+int lockInner(CxMutex* m, const struct timespec* deadline) {
+  uint32_t c = 0;
+  if (m->state.compare_exchange_strong(c, 1, std::memory_order_acquire, std::memory_order_relaxed))
+    return 0;
+  /* Held: mark it as having sleepers, then sleep until it is handed on. */
+  if (c != 2) c = m->state.exchange(2, std::memory_order_acquire);
+  while (c != 0) {
+    struct timespec t, *timeout = nullptr;
+    if (deadline) {
+      int64_t left = msLeft(deadline);
+      if (left <= 0) return ETIMEDOUT;
+      t.tv_sec = (time_t)(left / 1000);
+      t.tv_nsec = (long)(left % 1000) * 1000000L;
+      timeout = &t;
+    }
+    (void)syscall(SYS_futex, &m->state, FUTEX_WAIT_PRIVATE, 2u, timeout, nullptr, 0);
+    c = m->state.exchange(2, std::memory_order_acquire);
+  }
+  return 0;
+}
+
+int tryInner(CxMutex* m) {
+  uint32_t c = 0;
+  return m->state.compare_exchange_strong(c, 1, std::memory_order_acquire, std::memory_order_relaxed)
+             ? 0
+             : EBUSY;
+}
+
+void unlockInner(CxMutex* m) {
+  if (m->state.exchange(0, std::memory_order_release) == 2)
+    (void)syscall(SYS_futex, &m->state, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+#else
+/* The remaining time is carried over to the realtime clock of
+   pthread_mutex_timedlock, which every C library knows. */
+int lockInner(CxMutex* m, const struct timespec* deadline) {
+  if (!deadline) return pthread_mutex_lock(&m->inner);
+  int64_t left = msLeft(deadline);
+  struct timespec abs;
+  clock_gettime(CLOCK_REALTIME, &abs);
+  abs.tv_sec += (time_t)(left / 1000);
+  abs.tv_nsec += (long)(left % 1000) * 1000000L;
+  if (abs.tv_nsec >= 1000000000L) {
+    abs.tv_sec++;
+    abs.tv_nsec -= 1000000000L;
+  }
+  return pthread_mutex_timedlock(&m->inner, &abs);
+}
+
+int tryInner(CxMutex* m) { return pthread_mutex_trylock(&m->inner); }
+
+void unlockInner(CxMutex* m) { pthread_mutex_unlock(&m->inner); }
+#endif
+
 /* The cross-process part of the outermost hold: 0 or an errno value. */
 int releaseShared(CxMutex* m) {
 #if CX_MUTEX_WORD
@@ -364,22 +420,33 @@ int releaseShared(CxMutex* m) {
 #endif
 }
 
-CxStatus acquire(CxMutex* m, const struct timespec* deadline) {
-  int rc = lockGuard(m, deadline);
-  if (rc == ETIMEDOUT) return timedOut();
+/* Takes one hold; try: fail at once (EBUSY) when another thread holds it. */
+CX_HOT CxStatus acquire(CxMutex* m, const struct timespec* deadline, bool tryOnly) {
+  if (heldByCaller(m)) {
+    m->depth++;
+    return CxStatus_ok();
+  }
+  int rc = tryOnly ? tryInner(m) : lockInner(m, deadline);
+  if (rc == ETIMEDOUT || rc == EBUSY) return timedOut();
   if (rc != 0) return CxStatus_make('p', rc);
-  if (m->fd >= 0 && m->depth == 0) {
+  if (m->fd >= 0) {
+    struct timespec now;
+    if (tryOnly) {
+      deadlineAfter(&now, 0);
+      deadline = &now;
+    }
 #if CX_MUTEX_WORD
     rc = lockWord(m, deadline);
 #else
     rc = lockFile(m->fd, deadline);
 #endif
     if (rc != 0) {
-      pthread_mutex_unlock(&m->guard);
+      unlockInner(m);
       return rc == ETIMEDOUT ? timedOut() : CxStatus_make('p', rc);
     }
   }
-  m->depth++;
+  m->owner.store(&t_self, std::memory_order_relaxed);
+  m->depth = 1;
   return CxStatus_ok();
 }
 
@@ -450,49 +517,52 @@ CxStatus CxMutex_close(CxMutex** m) {
   *m = nullptr;
   CxStatus s = CxStatus_ok();
   /* Closed by the thread that holds it: every hold ends here. */
-  if (pthread_mutex_trylock(&mx->guard) == 0) {
-    if (mx->depth > 0 && mx->fd >= 0) (void)releaseShared(mx);
-    for (; mx->depth > 0; mx->depth--) pthread_mutex_unlock(&mx->guard);
-    pthread_mutex_unlock(&mx->guard);
+  if (heldByCaller(mx)) {
+    if (mx->fd >= 0) (void)releaseShared(mx);
+    mx->depth = 0;
+    mx->owner.store(nullptr, std::memory_order_relaxed);
+    unlockInner(mx);
   }
 #if CX_MUTEX_WORD
   if (mx->word) munmap(mx->word, (size_t)kWordBytes);
 #endif
   if (mx->fd >= 0 && close(mx->fd) != 0 && errno != EINTR) s = CxStatus_make('p', errno);
-  int rc = pthread_mutex_destroy(&mx->guard);
+#if !CX_MUTEX_WORD
+  int rc = pthread_mutex_destroy(&mx->inner);
   if (rc != 0 && CxStatus_isOk(s)) s = CxStatus_make('p', rc);
+#endif
   QlgMem_free(mx);
   return s;
 }
 
-CxStatus CxMutex_lock(CxMutex* m) {
+CX_HOT CxStatus CxMutex_lock(CxMutex* m) {
   if (!m) return invalid();
-  return acquire(m, nullptr);
+  return acquire(m, nullptr, false);
+}
+
+CX_HOT CxStatus CxMutex_tryLock(CxMutex* m) {
+  if (!m) return invalid();
+  return acquire(m, nullptr, true);
 }
 
 CxStatus CxMutex_lockTimed(CxMutex* m, int32_t ms) {
   if (!m) return invalid();
   struct timespec deadline;
   deadlineAfter(&deadline, ms < 0 ? 0 : ms);
-  return acquire(m, &deadline);
+  return acquire(m, &deadline, false);
 }
 
-CxStatus CxMutex_unlock(CxMutex* m) {
+CX_HOT CxStatus CxMutex_unlock(CxMutex* m) {
   if (!m) return invalid();
-  /* A recursive mutex can be taken again only by its holder or when free,
-     so a successful try plus a non-zero depth proves the caller holds it. */
-  if (pthread_mutex_trylock(&m->guard) != 0) return CxStatus_make('p', EPERM);
-  if (m->depth == 0) {
-    pthread_mutex_unlock(&m->guard);
-    return CxStatus_make('p', EPERM);
-  }
+  if (!heldByCaller(m)) return CxStatus_make('p', EPERM);
+  if (--m->depth > 0) return CxStatus_ok();
   CxStatus s = CxStatus_ok();
-  if (--m->depth == 0 && m->fd >= 0) {
+  if (m->fd >= 0) {
     int rc = releaseShared(m);
     if (rc != 0) s = CxStatus_make('p', rc);
   }
-  pthread_mutex_unlock(&m->guard); /* the probe's hold */
-  pthread_mutex_unlock(&m->guard); /* the caller's hold */
+  m->owner.store(nullptr, std::memory_order_relaxed);
+  unlockInner(m);
   return s;
 }
 

@@ -12,6 +12,7 @@
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
+#include "util/CxHot.h"
 
 namespace {
 const int32_t kNameNotFound = 40;
@@ -53,13 +54,13 @@ CxStatus CxSystem_getHostName(char* buf, size_t size) {
   return CxSystem_qualifyHostName(buf, size);
 }
 
-int64_t CxSystem_currentTimeMillis(void) {
+CX_HOT int64_t CxSystem_currentTimeMillis(void) {
   struct timespec ts;
   clock_gettime(CLOCK_REALTIME, &ts);
   return (int64_t)ts.tv_sec * 1000 + ts.tv_nsec / 1000000;
 }
 
-int64_t CxSystem_steadyMillis(void) {
+CX_HOT int64_t CxSystem_steadyMillis(void) {
   struct timespec ts;
 #ifdef CLOCK_MONOTONIC_COARSE
   clock_gettime(CLOCK_MONOTONIC_COARSE, &ts);

@@ -44,6 +44,7 @@
 #if defined(IORING_SETUP_DEFER_TASKRUN) && defined(IORING_SETUP_TASKRUN_FLAG)
 #define CX_WATCH_BELL 1
 #include <sys/eventfd.h>
+#include "util/CxHot.h"
 #endif
 #endif
 #endif
@@ -344,7 +345,7 @@ int CxWatch_start(CxWatch* w, const char* path) {
   return 1;
 }
 
-int CxWatch_changed(CxWatch* w) {
+CX_HOT int CxWatch_changed(CxWatch* w) {
   if (!w || w->fd < 0) return 1;
   if (w->forks != s_forks.load(std::memory_order_relaxed)) {
     CxWatch_stop(w);

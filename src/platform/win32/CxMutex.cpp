@@ -108,6 +108,11 @@ CxStatus CxMutex_lockTimed(CxMutex* m, int32_t ms) {
   return waitFor(m, ms < 0 ? 0 : (DWORD)ms);
 }
 
+CxStatus CxMutex_tryLock(CxMutex* m) {
+  if (!m) return invalid();
+  return waitFor(m, 0);
+}
+
 CxStatus CxMutex_unlock(CxMutex* m) {
   if (!m) return invalid();
   if (!ReleaseMutex(m->handle)) {

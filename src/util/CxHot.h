@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+/*
+ * CX_HOT marks the functions every enabled record runs through, so that the
+ * compiler keeps them side by side in one stretch of the text segment.
+ * Where the kernel flushes the TLB at each system call (page-table
+ * isolation without PCID), every code page the next record touches costs
+ * a page walk; spread over the library, the path touched some twenty pages.
+ * Error paths inside them stay where they are: they are small and cold.
+ */
+#ifndef ARDEL_CXHOT_H
+#define ARDEL_CXHOT_H
+
+#if defined(__GNUC__)
+#define CX_HOT __attribute__((hot))
+#else
+#define CX_HOT
+#endif
+
+#endif
