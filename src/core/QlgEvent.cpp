@@ -97,29 +97,9 @@ void addProperty(QlgEvent* event, const char* name, const QlgParm& p) {
 
 void reportList(uint32_t key) { QlgMisc_report(6000, key, QlgMsgTable_text(key), 0); }
 
-}  // namespace
-
-extern "C" {
-
-QlgEvent* QlgEvent_create(int32_t level, const char* catalog, uint32_t set, uint32_t key,
-                          const char* text, va_list args) {
-  QlgEvent* event = static_cast<QlgEvent*>(QlgMem_alloc(sizeof(QlgEvent)));
-  if (!event) return nullptr;
-  std::memset(event, 0, sizeof(QlgEvent));
-  event->time = CxSystem_currentTimeMillis();
-  event->message = QlgI18Msg_create(catalog, set, key, text ? text : "");
-  if (!event->message) {
-    QlgMem_free(event);
-    return nullptr;
-  }
-  event->level = level;
-  event->isMessage = catalog != nullptr;
-  QlgEvent_addTagged(event, args);
-  return event;
-}
-
-CX_HOT void QlgEvent_addTagged(QlgEvent* event, va_list args) {
-  if (!event) return;
+/* The tagged list of a trace record is empty: only a list that holds
+   something is read here, out of the per-record path. */
+void addTags(QlgEvent* event, va_list args) {
   va_list ap;
   va_copy(ap, args);
   for (int count = 1;; count++) {
@@ -150,6 +130,36 @@ CX_HOT void QlgEvent_addTagged(QlgEvent* event, va_list args) {
     QlgI18Msg_addParm(event->message, &parm);
   }
   va_end(ap);
+}
+
+}  // namespace
+
+extern "C" {
+
+QlgEvent* QlgEvent_create(int32_t level, const char* catalog, uint32_t set, uint32_t key,
+                          const char* text, va_list args) {
+  QlgEvent* event = static_cast<QlgEvent*>(QlgMem_alloc(sizeof(QlgEvent)));
+  if (!event) return nullptr;
+  std::memset(event, 0, sizeof(QlgEvent));
+  event->time = CxSystem_currentTimeMillis();
+  event->message = QlgI18Msg_create(catalog, set, key, text ? text : "");
+  if (!event->message) {
+    QlgMem_free(event);
+    return nullptr;
+  }
+  event->level = level;
+  event->isMessage = catalog != nullptr;
+  QlgEvent_addTagged(event, args);
+  return event;
+}
+
+CX_HOT void QlgEvent_addTagged(QlgEvent* event, va_list args) {
+  if (!event) return;
+  va_list ap;
+  va_copy(ap, args);
+  int first = va_arg(ap, int);
+  va_end(ap);
+  if (first != 0) addTags(event, args);
 }
 
 CX_HOT void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level, const char* text) {

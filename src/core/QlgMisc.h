@@ -7,12 +7,13 @@
 
 #include <ardel/QlgToolkit.h>
 #include "platform/CxStatus.h"
+#include "util/CxHot.h"
 
 ARDEL_BEGIN_C
 
 /* Reports a failed platform call at level 5000 with key 0 and the system's
    own error text; a success status reports nothing. */
-void QlgMisc_reportStatus(CxStatus status);
+CX_COLD void QlgMisc_reportStatus(CxStatus status);
 
 /* A thread that works without the toolkit lock (the background writer of
    an asynchronous handler) keeps its reports while keep is 1, up to a few,

@@ -17,6 +17,7 @@
 #include <ardel/QlgMem.h>
 #include "msg/QlgPrintf.h"
 #include "nls/QlgLocale.h"
+#include "util/CxChars.h"
 #include "util/CxStringBuff.h"
 #include "util/QlgStringToStringMap.h"
 #include "util/CxHot.h"
@@ -102,9 +103,8 @@ bool sameEnvironment(const SecondCache& c) {
   return environ[m.count] == nullptr && (m.count == 0 || environ[m.count - 1] == m.last);
 }
 
-const SecondCache& localSecond(int64_t seconds) {
-  SecondCache& c = t_second;
-  if (c.valid && c.seconds == seconds && sameEnvironment(c)) return c;
+/* Once a second, or when TZ changed. */
+CX_COLD void refreshSecond(SecondCache& c, int64_t seconds) {
   const char* tz = getenv("TZ");
   const char* key = tz ? tz : "\x01";
   bool sameZone = c.valid && strncmp(c.tz, key, sizeof c.tz) == 0;
@@ -124,6 +124,11 @@ const SecondCache& localSecond(int64_t seconds) {
   c.minutes = static_cast<int32_t>(labs((west / 60) % 60));
   c.seconds = seconds;
   c.valid = true;
+}
+
+inline const SecondCache& localSecond(int64_t seconds) {
+  SecondCache& c = t_second;
+  if (!(c.valid && c.seconds == seconds && sameEnvironment(c))) refreshSecond(c, seconds);
   return c;
 }
 
@@ -131,7 +136,7 @@ const SecondCache& localSecond(int64_t seconds) {
 inline bool put(CxStringBuff* b, const char* text, size_t n) {
   if (n == 0) return true;
   if (b->data && static_cast<size_t>(b->capacity - b->length) > n) {
-    memcpy(b->data + b->length, text, n);
+    CxChars_shortCopy(b->data + b->length, text, n);
     b->length += static_cast<int32_t>(n);
     b->data[b->length] = '\0';
     return true;
@@ -218,7 +223,7 @@ void formatDateTime(const char* pattern, const struct tm* tm, char* out) {
 
 /* Appends text; an empty text is a success that appends nothing. */
 bool appendText(CxStringBuff* line, const char* text) {
-  return put(line, text, strlen(text));
+  return put(line, text, CxChars_shortLength(text));
 }
 
 const char* peekSet(const QlgEvent* event, const char* name) {
@@ -259,9 +264,12 @@ bool appendMessage(CxStringBuff* line, QlgObject* formatter, QlgEvent* event) {
   QlgFormatMessageFn render = formatter->cls->slots.formatter.formatMessage;
   const QlgI18Msg* msg = event->message;
   if (render == QlgBasicFormatter_renderMessage && msg && !msg->catalog && !msg->parms &&
-      msg->defaultText && !strchr(msg->defaultText, '%')) {
-    if (event->locale) QlgI18Msg_setLocale(event->message, event->locale);
-    return appendText(line, msg->defaultText);
+      msg->defaultText) {
+    const char* end = CxChars_shortFind(msg->defaultText, '%');
+    if (!*end) {
+      if (event->locale) QlgI18Msg_setLocale(event->message, event->locale);
+      return put(line, msg->defaultText, static_cast<size_t>(end - msg->defaultText));
+    }
   }
   char* text = QlgEvent_render(event, render);
   if (!text) return true;
@@ -328,7 +336,7 @@ CX_HOT int QlgBasicFormatter_formatInto(QlgObject* formatter, QlgEvent* event, C
   if (!isFormatter(formatter) || !event || !out || !formatter->cls->slots.formatter.formatMessage)
     return 0;
   const char* sep = formatter->field1.text ? formatter->field1.text : " ";
-  size_t sepLen = strlen(sep);
+  size_t sepLen = CxChars_shortLength(sep);
   int32_t start = out->length;
   bool ok = appendTimeStamp(out, formatter, QlgEvent_getTime(event)) && put(out, sep, sepLen) &&
             appendProperties(out, event, sep, sepLen);

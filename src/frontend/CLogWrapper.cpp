@@ -22,6 +22,7 @@
 
 #include "frontend/CLogWrapperInt.h"
 #include "frontend/Published.h"
+#include "util/CxChars.h"
 #include "util/CxHot.h"
 
 namespace {
@@ -74,7 +75,8 @@ size_t putEscaped(char* out, size_t j, char c) {
 CX_HOT const char* prefixNameInto(const char* prefix, const char* name, char* room) {
   /* The usual case, a plain function name and no prefix, in one scan. */
   if (!*prefix && name) {
-    size_t plain = strcspn(name, "\"&'<>");
+    size_t plain = 0;
+    while (name[plain] && !isXmlSpecial(name[plain])) plain++;
     if (!name[plain]) return plain < kMethodSize ? name : nullptr;
   }
   size_t escapedLen = 0;
@@ -134,17 +136,14 @@ CX_HOT bool formatSimple(char* out, size_t size, const char* format, va_list arg
   auto put = [&](const char* t, size_t n) {
     if (j >= room) return;
     if (n > room - j) n = room - j;
-    memcpy(out + j, t, n);
+    CxChars_shortCopy(out + j, t, n);
     j += n;
   };
   const char* p = format;
   while (*p && j < room) {
-    const char* pct = strchr(p, '%');
-    if (!pct) {
-      put(p, strlen(p));
-      break;
-    }
+    const char* pct = CxChars_shortFind(p, '%');
     put(p, (size_t)(pct - p));
+    if (!*pct) break;
     p = pct + 1;
     if (*p == '%') {
       put("%", 1);
@@ -164,14 +163,18 @@ CX_HOT bool formatSimple(char* out, size_t size, const char* format, va_list arg
       w = kSize;
     }
     /* %ls and %lc take wide characters: left to vsnprintf. */
-    if (!*p || !strchr(w != kInt ? "diuxX" : "diuxXsc", *p)) return false;
+    switch (*p) {
+      case 'd': case 'i': case 'u': case 'x': case 'X': break;
+      case 's': case 'c': if (w == kInt) break; return false;
+      default: return false;
+    }
     char conv = *p++;
     char num[24];
     char* end = num + sizeof num;
     if (conv == 's') {
       const char* t = va_arg(args, const char*);
       if (!t) t = "(null)";
-      put(t, strlen(t));
+      put(t, CxChars_shortLength(t));
     } else if (conv == 'c') {
       char c = static_cast<char>(va_arg(args, int));
       put(&c, 1);
@@ -198,6 +201,16 @@ CX_HOT bool formatSimple(char* out, size_t size, const char* format, va_list arg
   return true;
 }
 
+/* The rare ways of the trace calls, kept out of their hot stretch. */
+CX_COLD char* prefixNameOnHeap(const char* prefix, const char* name) {
+  return CLogWrapper_prefixName(prefix, name);
+}
+
+CX_COLD void formatWithPrintf(char* text, const char* format, va_list args) {
+  vsnprintf(text, kTextSize, format, args);
+  text[kTextSize - 1] = '\0';
+}
+
 /* The shape shared by the five trace calls.  The method text and the
    formatted text live on the stack; a format without "%" is copied as it
    is, which is what vsnprintf would make of it. */
@@ -208,21 +221,19 @@ CX_HOT void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int 
   char methodRoom[kMethodSize];
   char* methodHeap = nullptr;
   const char* methodText = prefixNameInto(prefix, methodName, methodRoom);
-  if (!methodText) methodText = methodHeap = CLogWrapper_prefixName(prefix, methodName);
+  if (!methodText) methodText = methodHeap = prefixNameOnHeap(prefix, methodName);
   char text[kTextSize];
+  const char* pct = format ? CxChars_shortFind(format, '%') : nullptr;
   if (!format) {
     text[0] = '\0';
-  } else if (!strchr(format, '%')) {
-    size_t n = strnlen(format, kTextSize - 1);
-    memcpy(text, format, n);
+  } else if (!*pct) {
+    size_t n = (size_t)(pct - format) < kTextSize - 1 ? (size_t)(pct - format) : kTextSize - 1;
+    CxChars_shortCopy(text, format, n);
     text[n] = '\0';
   } else {
     va_list again;
     va_copy(again, args);
-    if (!formatSimple(text, sizeof text, format, again)) {
-      vsnprintf(text, sizeof text, format, args);
-      text[kTextSize - 1] = '\0';
-    }
+    if (!formatSimple(text, sizeof text, format, again)) formatWithPrintf(text, format, args);
     va_end(again);
   }
   /* The finished text travels as the message format with an empty tagged

@@ -11,6 +11,7 @@
 
 #include <ardel/CLogWrapper.h>
 #include <ardel/export.h>
+#include "util/CxHot.h"
 
 ARDEL_BEGIN_C
 
@@ -41,7 +42,7 @@ char* CLogWrapper_escapeXml(const char* s);
 
 /* Reports a violated contract on standard error and returns: the caller
    carries on. */
-void CLogWrapper_assertFailed(const char* expression, const char* file, int line);
+CX_COLD void CLogWrapper_assertFailed(const char* expression, const char* file, int line);
 
 ARDEL_END_C
 

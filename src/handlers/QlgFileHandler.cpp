@@ -128,7 +128,6 @@ CX_HOT void writePending(QlgFileHandlerData* data) {
 /* A failed or short write, as its call left it. */
 CxStatus writeWhole(int fd, const char* bytes, int len) {
   int count = -1;
-  errno = 0;
   CxStatus st = CxFile_write(fd, bytes, (size_t)len, &count);
   if (!CxStatus_isOk(st) || count == len) return st;
   /* A short write means the device refused the rest (a full disk or a
@@ -273,7 +272,7 @@ void closeFd(QlgFileHandlerData* data) {
 int writeText(QlgFileHandlerData* data, char* text) {
   if (!text) return 0;
   int len = 0;
-  char* bytes = QlgFileHandler_convert(data, text, &len);
+  char* bytes = QlgFileHandler_convert(data, text, strlen(text), &len);
   int ok = writeOrDefer(data, bytes, len);
   if (bytes != text) QlgMem_free(bytes);
   QlgMem_free(text);
@@ -630,8 +629,7 @@ void QlgFileHandler_makeDirectory(QlgFileHandlerData* data) {
                   data->directory ? data->directory : "NULL");
 }
 
-char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, int* len) {
-  size_t n = strlen(text);
+char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, size_t n, int* len) {
   *len = (int)n;
   if (!data->convert || n > (size_t)(1 << 26)) return text;
   /* Four bytes per input byte covers every multi-byte codeset. */
@@ -850,7 +848,7 @@ CX_HOT void QlgFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   if (!line) line = &local;
   if (QlgHandler_formatInto(handler, event, line) && data->isOpen) {
     int len = 0;
-    char* bytes = QlgFileHandler_convert(data, line->data, &len);
+    char* bytes = QlgFileHandler_convert(data, line->data, (size_t)line->length, &len);
     bool leave = t_groupAllowed > 0 && QlgToolkit_contended() &&
                  data->pending.length + len < kGroupBytes;
     if (leave && CxStringBuff_appendN(&data->pending, bytes, len)) {

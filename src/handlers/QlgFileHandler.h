@@ -150,9 +150,9 @@ int QlgFileHandler_deferRecord(QlgFileHandlerData* data, const char* bytes, int 
 QlgFileHandlerData* QlgFileHandler_data(const QlgObject* obj);
 /* Creates the directory chain; QLGFH0032E when that fails (when enabled). */
 void QlgFileHandler_makeDirectory(QlgFileHandlerData* data);
-/* text in the file's codeset.  Returns text itself when no conversion is
+/* text (n bytes) in the file's codeset.  Returns text itself when no conversion is
    needed (or possible), else a new string; *len receives its byte count. */
-char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, int* len);
+char* QlgFileHandler_convert(QlgFileHandlerData* data, char* text, size_t n, int* len);
 /* Writes len bytes; reports and returns 0 on a failed or short write. */
 int QlgFileHandler_writeAll(int fd, const char* bytes, int len);
 

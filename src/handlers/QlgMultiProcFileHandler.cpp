@@ -472,7 +472,7 @@ void QlgMPFileHandler_publish(QlgObject* handler, QlgEvent* event) {
   if (!line) line = &local;
   if (QlgHandler_formatInto(handler, event, line)) {
     int len = 0;
-    char* bytes = QlgFileHandler_convert(data, line->data, &len);
+    char* bytes = QlgFileHandler_convert(data, line->data, (size_t)line->length, &len);
     if (!QlgFileHandler_deferRecord(data, bytes, len)) QlgMPFileHandler_writeRecord(data, bytes, len);
     if (bytes != line->data) QlgMem_free(bytes);
   }

@@ -59,7 +59,8 @@ CxStatus CxFile_close(int* fd);
 CxStatus CxFile_flush(int fd);
 /* Reads up to size bytes; *count receives the bytes read, -1 on failure. */
 CxStatus CxFile_read(int fd, void* buf, size_t size, int* count);
-/* Writes size bytes; *count receives the bytes written, -1 on failure. */
+/* Writes size bytes; *count receives the bytes written, -1 on failure.  A
+   short count leaves the cause in errno, 0 when the system gave none. */
 CxStatus CxFile_write(int fd, const void* data, size_t size, int* count);
 /* Moves the file position.  Success only when the resulting position is 0:
    a rewind is the one use callers check, and any other resulting position

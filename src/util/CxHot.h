@@ -5,15 +5,19 @@
  * Where the kernel flushes the TLB at each system call (page-table
  * isolation without PCID), every code page the next record touches costs
  * a page walk; spread over the library, the path touched some twenty pages.
- * Error paths inside them stay where they are: they are small and cold.
+ * CX_COLD marks what those functions call only now and then (error
+ * reports, the once-a-second clock refresh, the printf fallback): the
+ * compiler moves the branches that lead there out of the hot stretch.
  */
 #ifndef ARDEL_CXHOT_H
 #define ARDEL_CXHOT_H
 
 #if defined(__GNUC__)
 #define CX_HOT __attribute__((hot))
+#define CX_COLD __attribute__((cold))
 #else
 #define CX_HOT
+#define CX_COLD
 #endif
 
 #endif

@@ -173,7 +173,10 @@ CX_HOT CxStatus CxFile_write(int fd, const void* data, size_t size, int* count) 
       if (done == 0) return errnoStatus(errno);
       break;
     }
-    if (r == 0) break;
+    if (r == 0) {
+      errno = 0; /* a short count the system gave no reason for */
+      break;
+    }
     done += (size_t)r;
   }
   *count = (int)done;

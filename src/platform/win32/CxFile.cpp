@@ -139,7 +139,10 @@ CxStatus CxFile_write(int fd, const void* data, size_t size, int* count) {
       if (done == 0) return CxStatus_make('p', errno);
       break;
     }
-    if (r == 0) break;
+    if (r == 0) {
+      errno = 0; /* a short count the system gave no reason for */
+      break;
+    }
     done += (size_t)r;
   }
   *count = (int)done;
