@@ -138,38 +138,44 @@ QlgI18Msg* classDescription(QlgClass* cls) {
   return cls->description;
 }
 
-/* The objects an event is passing through on this thread, outermost first.
-   listenerNames may form a cycle (an object listed among its own listeners,
-   directly or further down); an object already on the path does not get
-   the event again, so such a configuration cannot recurse without end. */
+/* The objects an event is passing through on this thread: the steps on
+   the stack, innermost first, chained from one thread-local pointer (so the
+   thread-local is small enough to be initial-exec).  listenerNames may form
+   a cycle (an object listed among its own listeners, directly or further
+   down); an object already on the path does not get the event again, so
+   such a configuration cannot recurse without end. */
 const int kMaxDispatchDepth = 32;
-struct DispatchPath {
-  const QlgObject* objects[kMaxDispatchDepth];
+struct DispatchFrame {
+  const QlgObject* obj;
+  const DispatchFrame* outer;
   int depth;
 };
-thread_local DispatchPath t_path;
+thread_local const DispatchFrame* t_innermost QLG_TLS_IE = nullptr;
 
 bool onDispatchPath(const QlgObject* obj) {
-  const DispatchPath& p = t_path;
-  for (int i = 0; i < p.depth; i++)
-    if (p.objects[i] == obj) return true;
+  for (const DispatchFrame* f = t_innermost; f; f = f->outer)
+    if (f->obj == obj) return true;
   return false;
 }
 
 class DispatchStep {
  public:
   explicit DispatchStep(const QlgObject* obj) {
-    DispatchPath& p = t_path;
-    if (onDispatchPath(obj) || p.depth == kMaxDispatchDepth) return;
-    p.objects[p.depth++] = obj;
+    const DispatchFrame* outer = t_innermost;
+    frame_ = {obj, outer, outer ? outer->depth + 1 : 1};
+    if (onDispatchPath(obj) || frame_.depth > kMaxDispatchDepth) return;
+    t_innermost = &frame_;
     entered_ = true;
   }
   ~DispatchStep() {
-    if (entered_) t_path.depth--;
+    if (entered_) t_innermost = frame_.outer;
   }
+  DispatchStep(const DispatchStep&) = delete;
+  DispatchStep& operator=(const DispatchStep&) = delete;
   bool entered() const { return entered_; }
 
  private:
+  DispatchFrame frame_;
   bool entered_ = false;
 };
 

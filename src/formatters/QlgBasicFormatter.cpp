@@ -44,10 +44,6 @@ void reloadText(QlgObject* formatter, const char* key, char** field) {
   *field = QlgObject_getString(formatter, key, nullptr);
 }
 
-/* Initial-exec: a thread-local in the shared library would otherwise cost
-   a __tls_get_addr call on every record. */
-#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
-
 /* Where TZ stood in the environment when the zone rules were last read: the
    array, the entry (or, when TZ is unset, the entry count and the last
    entry).  setenv, putenv and unsetenv replace or move entries, so a change

@@ -95,7 +95,6 @@ QlgFileHandlerData* s_pendingHead = nullptr;
    thread that left its record at count n knows it written once the count
    has moved on, without taking the lock again. */
 std::atomic<uint64_t> s_drained{0};
-#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
 thread_local int t_groupAllowed QLG_TLS_IE;
 thread_local bool t_leftRecords QLG_TLS_IE;
 thread_local uint64_t t_leftAt QLG_TLS_IE;

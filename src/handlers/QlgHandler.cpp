@@ -30,7 +30,6 @@ QlgObject* formatterOf(const QlgObject* handler) {
 /* One record's text per thread.  Trivially destructible so that it stays
    usable while other thread-local destructors run; the guard frees its
    storage when the thread ends. */
-#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
 thread_local CxStringBuff t_line QLG_TLS_IE;
 thread_local bool t_lineBusy QLG_TLS_IE;
 struct LineGuard {

@@ -12,6 +12,16 @@
 #ifndef ARDEL_CXHOT_H
 #define ARDEL_CXHOT_H
 
+/* Initial-exec thread-locals: inside the shared library a thread-local
+   otherwise costs a __tls_get_addr call (and its pages) on every access.
+   They draw on the static TLS room a library loaded later shares with all
+   others, so only small per-record state is declared this way. */
+#if defined(__GNUC__)
+#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
+#else
+#define QLG_TLS_IE
+#endif
+
 #if defined(__GNUC__)
 #define CX_HOT __attribute__((hot))
 #define CX_COLD __attribute__((cold))

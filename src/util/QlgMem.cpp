@@ -98,9 +98,6 @@ struct ThreadCache {
   int count[kClasses];
   bool closed;
 };
-/* Initial-exec: inside the shared library a thread-local otherwise costs a
-   __tls_get_addr call per access, and the allocator is on every log call. */
-#define QLG_TLS_IE __attribute__((tls_model("initial-exec")))
 thread_local ThreadCache t_cache QLG_TLS_IE;
 
 void drain(ThreadCache& cache) {
