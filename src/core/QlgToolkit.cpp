@@ -100,7 +100,7 @@ static std::atomic<int> g_waiting{0};
 CX_HOT int QlgToolkit_contended(void) { return g_waiting.load(std::memory_order_relaxed) > 0; }
 
 /* Holds of the toolkit lock by this thread. */
-static thread_local int t_holds __attribute__((tls_model("initial-exec"))) = 0;
+static thread_local int t_holds QLG_TLS_IE = 0;
 
 /* A fork while another thread (a background writer, say) holds the lock
    would leave the child's copy held by a thread it does not have.  The

@@ -50,11 +50,12 @@
 #include <atomic>
 #include <new>
 
+#include "util/CxHot.h"
+
 #if defined(__linux__)
 #include <linux/futex.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
-#include "util/CxHot.h"
 #define CX_MUTEX_WORD 1
 #else
 #define CX_MUTEX_WORD 0
@@ -81,7 +82,7 @@ CxStatus timedOut() { return CxStatus_make('w', CX_MUTEX_TIMED_OUT); }
 
 /* Who holds the in-process lock: the address of a thread-local byte, unique
    among the threads alive, read without a call (initial-exec). */
-thread_local char t_self __attribute__((tls_model("initial-exec")));
+thread_local char t_self QLG_TLS_IE;
 
 bool heldByCaller(const CxMutex* m) { return m->owner.load(std::memory_order_relaxed) == &t_self; }
 
