@@ -331,7 +331,9 @@ char* QlgBasicFormatter_renderMessage(const QlgI18Msg* msg, const QlgLocale*) {
 CX_HOT int QlgBasicFormatter_formatInto(QlgObject* formatter, QlgEvent* event, CxStringBuff* out) {
   if (!isFormatter(formatter) || !event || !out || !formatter->cls->slots.formatter.formatMessage)
     return 0;
-  const char* sep = formatter->field1.text ? formatter->field1.text : " ";
+  /* The default on the stack: a constant would be one more page to walk. */
+  const char space[2] = {' ', '\0'};
+  const char* sep = formatter->field1.text ? formatter->field1.text : space;
   size_t sepLen = CxChars_shortLength(sep);
   int32_t start = out->length;
   bool ok = appendTimeStamp(out, formatter, QlgEvent_getTime(event)) && put(out, sep, sepLen) &&

@@ -53,9 +53,6 @@ bool isXmlSpecial(char c) {
 /* Room for a method text on the stack; a longer one goes to the heap. */
 const size_t kMethodSize = 512;
 
-/* prefix + name, escaped for XML as CLogWrapper_prefixName does it, into
-   room (kMethodSize bytes) when it fits: a record then allocates nothing.
-   Null when it does not fit; the caller then asks CLogWrapper_prefixName. */
 /* Writes c at out[j], as its entity when it is special; the next index. */
 size_t putEscaped(char* out, size_t j, char c) {
   const char* entity;
@@ -72,13 +69,19 @@ size_t putEscaped(char* out, size_t j, char c) {
   return j + n;
 }
 
+/* prefix + name, escaped for XML as CLogWrapper_prefixName does it, into
+   room (kMethodSize bytes) when it fits: a record then allocates nothing.
+   Null when it does not fit; the caller then asks CLogWrapper_prefixName.
+   A null prefix is none: a statement without one then reads no constant of
+   the library (one page fewer to walk per record). */
 CX_HOT const char* prefixNameInto(const char* prefix, const char* name, char* room) {
   /* The usual case, a plain function name and no prefix, in one scan. */
-  if (!*prefix && name) {
+  if (!prefix && name) {
     size_t plain = 0;
     while (name[plain] && !isXmlSpecial(name[plain])) plain++;
     if (!name[plain]) return plain < kMethodSize ? name : nullptr;
   }
+  if (!prefix) prefix = "";
   size_t escapedLen = 0;
   bool special = false;
   for (const char* p = prefix; *p; ++p) {
@@ -203,7 +206,7 @@ CX_HOT bool formatSimple(char* out, size_t size, const char* format, va_list arg
 
 /* The rare ways of the trace calls, kept out of their hot stretch. */
 CX_COLD char* prefixNameOnHeap(const char* prefix, const char* name) {
-  return CLogWrapper_prefixName(prefix, name);
+  return CLogWrapper_prefixName(prefix ? prefix : "", name);
 }
 
 CX_COLD void formatWithPrintf(char* text, const char* format, va_list args) {
@@ -367,8 +370,8 @@ int getTrcLevel(CLogWrapper* w) {
 
 CLOGWRAPPER_DEFINE_TRACE(traceEntry, ARDEL_TRC_MAX, "Entry ", QlgLogger_logMax)
 CLOGWRAPPER_DEFINE_TRACE(traceExit, ARDEL_TRC_MAX, "Exit ", QlgLogger_logMax)
-CLOGWRAPPER_DEFINE_TRACE(traceMAX, ARDEL_TRC_MAX, "", QlgLogger_logMax)
-CLOGWRAPPER_DEFINE_TRACE(traceMID, ARDEL_TRC_MID, "", QlgLogger_logMid)
-CLOGWRAPPER_DEFINE_TRACE(traceMIN, ARDEL_TRC_MIN, "", QlgLogger_logMin)
+CLOGWRAPPER_DEFINE_TRACE(traceMAX, ARDEL_TRC_MAX, nullptr, QlgLogger_logMax)
+CLOGWRAPPER_DEFINE_TRACE(traceMID, ARDEL_TRC_MID, nullptr, QlgLogger_logMid)
+CLOGWRAPPER_DEFINE_TRACE(traceMIN, ARDEL_TRC_MIN, nullptr, QlgLogger_logMin)
 
 }  // extern "C"

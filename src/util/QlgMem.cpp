@@ -15,6 +15,7 @@
  *   so the tools see every allocation and free as it happens.
  */
 #include <ardel/QlgMem.h>
+#include "util/CxHot.h"
 #include "util/QlgMemTest.h"
 
 #include <atomic>
@@ -56,7 +57,6 @@ const int kClasses = sizeof kClassSize / sizeof kClassSize[0];
 
 #if __has_include(<valgrind/valgrind.h>)
 #include <valgrind/valgrind.h>
-#include "util/CxHot.h"
 #endif
 
 /* Valgrind must see every free as it happens too, so under it the lists are
