@@ -34,6 +34,8 @@
 #include <atomic>
 #include <new>
 
+#include "util/CxHot.h"
+
 #if defined(__linux__)
 #include <poll.h>
 #include <sys/inotify.h>
@@ -44,7 +46,6 @@
 #if defined(IORING_SETUP_DEFER_TASKRUN) && defined(IORING_SETUP_TASKRUN_FLAG)
 #define CX_WATCH_BELL 1
 #include <sys/eventfd.h>
-#include "util/CxHot.h"
 #endif
 #endif
 #endif
