@@ -162,7 +162,8 @@ CX_HOT void QlgEvent_addTagged(QlgEvent* event, va_list args) {
   if (first != 0) addTags(event, args);
 }
 
-CX_HOT void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level, const char* text) {
+CX_HOT void QlgEvent_initTrace(QlgEvent* event, QlgI18Msg* message, int32_t level,
+                               const char* text) {
   if (!event || !message) return;
   std::memset(event, 0, sizeof(QlgEvent));
   std::memset(message, 0, sizeof(QlgI18Msg));

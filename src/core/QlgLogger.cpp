@@ -36,8 +36,8 @@ inline bool canLog(const QlgObject* logger) {
    this call has the lock back is written then, so the record has reached
    the file before the call returns. */
 CX_HOT __attribute__((noinline)) void logAt(QlgObject* logger, int level, const char* file,
-                                     const char* function, uint32_t line, const char* format,
-                                     va_list args) {
+                                            const char* function, uint32_t line,
+                                            const char* format, va_list args) {
   if (!QlgToolkit_enter()) return;
   QlgFileHandler_allowGroupCommit(1);
   QlgLogger_logEvent(logger, level, file, function, line, format, args);
@@ -61,7 +61,7 @@ int QlgLogger_isLoggable(const QlgObject* logger, int level) {
 
 #define QLG_DEFINE_LOG_CALL(fn, level)                                                         \
   CX_HOT void fn(QlgObject* logger, const char* file, const char* function, uint32_t line,     \
-          const char* format, ...) {                                                           \
+                 const char* format, ...) {                                                    \
     if (!passesThreshold(logger, level)) return;                                               \
     va_list ap;                                                                                \
     va_start(ap, format);                                                                      \
@@ -73,8 +73,9 @@ QLG_DEFINE_LOG_CALL(QlgLogger_logMax, QLG_LEVEL_DEBUG_MAX)
 QLG_DEFINE_LOG_CALL(QlgLogger_logMid, QLG_LEVEL_DEBUG_MID)
 QLG_DEFINE_LOG_CALL(QlgLogger_logMin, QLG_LEVEL_DEBUG_MIN)
 
-CX_HOT void QlgLogger_logEvent(QlgObject* logger, int level, const char* file, const char* function,
-                        uint32_t line, const char* format, va_list args) {
+CX_HOT void QlgLogger_logEvent(QlgObject* logger, int level, const char* file,
+                               const char* function, uint32_t line, const char* format,
+                               va_list args) {
   if (!canLog(logger)) return;
   /* The event lives exactly as long as this call, so it and its message
      sit on the stack and borrow the caller's texts: a trace record costs no

@@ -218,7 +218,8 @@ CX_COLD void formatWithPrintf(char* text, const char* format, va_list args) {
    formatted text live on the stack; a format without "%" is copied as it
    is, which is what vsnprintf would make of it. */
 CX_HOT void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
-          const char* sourceFile, const char* methodName, const char* format, va_list args) {
+                 const char* sourceFile, const char* methodName, const char* format,
+                 va_list args) {
   CLOGWRAPPER_ASSERT(w != NULL);
   if (!w || w->active != 1 || w->trcLevel < gate) return;
   char methodRoom[kMethodSize];
@@ -359,13 +360,13 @@ int getTrcLevel(CLogWrapper* w) {
   return w ? w->trcLevel : 0;
 }
 
-#define CLOGWRAPPER_DEFINE_TRACE(fn, gate, prefix, log)                                  \
+#define CLOGWRAPPER_DEFINE_TRACE(fn, gate, prefix, log)                                    \
   CX_HOT void fn(CLogWrapper* w, int line, const char* sourceFile, const char* methodName, \
-          const char* format, ...) {                                                    \
-    va_list args;                                                                       \
-    va_start(args, format);                                                             \
-    emit(w, gate, prefix, log, line, sourceFile, methodName, format, args);             \
-    va_end(args);                                                                       \
+                 const char* format, ...) {                                               \
+    va_list args;                                                                         \
+    va_start(args, format);                                                               \
+    emit(w, gate, prefix, log, line, sourceFile, methodName, format, args);               \
+    va_end(args);                                                                         \
   }
 
 CLOGWRAPPER_DEFINE_TRACE(traceEntry, ARDEL_TRC_MAX, "Entry ", QlgLogger_logMax)

@@ -381,9 +381,9 @@ int lockInner(CxMutex* m, const struct timespec* deadline) {
 
 int tryInner(CxMutex* m) {
   uint32_t c = 0;
-  return m->state.compare_exchange_strong(c, 1, std::memory_order_acquire, std::memory_order_relaxed)
-             ? 0
-             : EBUSY;
+  bool taken = m->state.compare_exchange_strong(c, 1, std::memory_order_acquire,
+                                                std::memory_order_relaxed);
+  return taken ? 0 : EBUSY;
 }
 
 void unlockInner(CxMutex* m) {
