@@ -24,6 +24,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "plain_line.h"
+
 namespace {
 
 const int kProcesses = 4;
@@ -67,21 +69,6 @@ inline void logOne(QlgObject* app, int i) {
                    QLG_PARM_STRING, "name", 0);
 }
 
-/* The basic formatter's line for the same call, made by hand. */
-inline int formatLine(char* buf, size_t size, int i) {
-  struct timespec ts;
-  clock_gettime(CLOCK_REALTIME, &ts);
-  struct tm tm;
-  localtime_r(&ts.tv_sec, &tm);
-  long off = tm.tm_gmtoff / 60;
-  char sign = off < 0 ? '-' : '+';
-  if (off < 0) off = -off;
-  return std::snprintf(buf, size,
-                       "%04d-%02d-%02d %02d:%02d:%02d.%03ld%c%02ld:%02ld bench.c function 42 "
-                       "value %d of %s\n",
-                       tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min,
-                       tm.tm_sec, ts.tv_nsec / 1000000, sign, off / 60, off % 60, i, "name");
-}
 
 int baselineFd(const char* name) {
   std::string path = benchDir() + "/" + name;
@@ -103,7 +90,7 @@ void BM_BaselineSnprintfWrite(benchmark::State& state) {
   char buf[512];
   int i = 0;
   for (auto _ : state) {
-    int n = formatLine(buf, sizeof buf, i++);
+    int n = plainLine(buf, sizeof buf, i++);
     if (write(fd, buf, (size_t)n) != n) state.SkipWithError("write failed");
   }
   state.SetItemsProcessed(state.iterations());
@@ -154,7 +141,7 @@ void BM_BaselineFlockWrite4Processes(benchmark::State& state) {
       int lock = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
       char buf[512];
       for (int i = 0; i < kRecordsPerProcess; i++) {
-        int n = formatLine(buf, sizeof buf, i);
+        int n = plainLine(buf, sizeof buf, i);
         flock(lock, LOCK_EX);
         if (write(fd, buf, (size_t)n) != n) _exit(3);
         flock(lock, LOCK_UN);

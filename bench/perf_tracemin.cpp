@@ -39,6 +39,8 @@
 #include <thread>
 #include <vector>
 
+#include "plain_line.h"
+
 /* The handler's write(2) goes through here: with g_skipWrites set, a write
    to the trace file (descriptor g_traceFd) reports success without the
    system call. */
@@ -88,19 +90,8 @@ int traceDescriptor(const std::string& path) {
 /* The floor of bench/peers (peer_baseline): the same line made with
    snprintf and written with one write(2). */
 void plainRecord(int fd, long i) {
-  struct timespec ts;
-  clock_gettime(CLOCK_REALTIME, &ts);
-  struct tm tm;
-  localtime_r(&ts.tv_sec, &tm);
-  long off = tm.tm_gmtoff / 60;
-  char sign = off < 0 ? '-' : '+';
-  if (off < 0) off = -off;
   char buf[256];
-  int n = std::snprintf(buf, sizeof buf,
-                        "%04d-%02d-%02d %02d:%02d:%02d.%03ld%c%02ld:%02ld bench.c function 42 "
-                        "value %ld of %s\n",
-                        tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min,
-                        tm.tm_sec, ts.tv_nsec / 1000000, sign, off / 60, off % 60, i, "name");
+  int n = plainLine(buf, sizeof buf, i);
   if (write(fd, buf, (size_t)n) != n) std::abort();
 }
 

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include "../plain_line.h"
 #include "peer_common.h"
 
 namespace {
@@ -23,19 +24,8 @@ bool setupChild(const std::string& dir) {
 }
 
 void log(long i) {
-  struct timespec ts;
-  clock_gettime(CLOCK_REALTIME, &ts);
-  struct tm tm;
-  localtime_r(&ts.tv_sec, &tm);
-  long off = tm.tm_gmtoff / 60;
-  char sign = off < 0 ? '-' : '+';
-  if (off < 0) off = -off;
   char buf[256];
-  int n = std::snprintf(buf, sizeof buf,
-                        "%04d-%02d-%02d %02d:%02d:%02d.%03ld%c%02ld:%02ld bench.c function 42 "
-                        "value %ld of %s\n",
-                        tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min,
-                        tm.tm_sec, ts.tv_nsec / 1000000, sign, off / 60, off % 60, i, "name");
+  int n = plainLine(buf, sizeof buf, i);
   if (g_lock >= 0) flock(g_lock, LOCK_EX);
   if (write(g_fd, buf, (size_t)n) != n) std::abort();
   if (g_lock >= 0) flock(g_lock, LOCK_UN);
