@@ -215,8 +215,7 @@ CX_COLD void formatWithPrintf(char* text, const char* format, va_list args) {
 }
 
 /* The shape shared by the five trace calls.  The method text and the
-   formatted text live on the stack; a format without "%" is copied as it
-   is, which is what vsnprintf would make of it. */
+   formatted text live on the stack. */
 CX_HOT void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int line,
                  const char* sourceFile, const char* methodName, const char* format,
                  va_list args) {
@@ -227,14 +226,10 @@ CX_HOT void emit(CLogWrapper* w, int gate, const char* prefix, LogCall log, int 
   const char* methodText = prefixNameInto(prefix, methodName, methodRoom);
   if (!methodText) methodText = methodHeap = prefixNameOnHeap(prefix, methodName);
   char text[kTextSize];
-  const char* pct = format ? CxChars_shortFind(format, '%') : nullptr;
   if (!format) {
     text[0] = '\0';
-  } else if (!*pct) {
-    size_t n = (size_t)(pct - format) < kTextSize - 1 ? (size_t)(pct - format) : kTextSize - 1;
-    CxChars_shortCopy(text, format, n);
-    text[n] = '\0';
   } else {
+    /* A format without "%" comes out of formatSimple as it is, read once. */
     va_list again;
     va_copy(again, args);
     if (!formatSimple(text, sizeof text, format, again)) formatWithPrintf(text, format, args);
